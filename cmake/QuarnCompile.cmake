@@ -1,0 +1,13 @@
+# Compile settings that every target of this project shares.
+add_library(quarn_compile INTERFACE)
+target_compile_features(quarn_compile INTERFACE cxx_std_20)
+target_compile_options(quarn_compile INTERFACE
+  -Wall -Wextra -Wshadow -Wformat=2 -Wundef -Wvla -Wcast-qual -Wconversion -Wno-sign-conversion
+  -Werror=format-security
+  $<$<BOOL:${QUARN_WERROR}>:-Werror>)
+
+set(QUARN_SANITIZE "" CACHE STRING "Sanitizers to build with, e.g. address,undefined or thread")
+if(QUARN_SANITIZE)
+  add_compile_options(-fsanitize=${QUARN_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${QUARN_SANITIZE})
+endif()

@@ -1,0 +1,22 @@
+#pragma once
+
+/// The shell-like matcher behind every listing and query.
+///
+///     for (const auto& name : names)
+///         if (quarn::Wildcard::Match(name, "rf.*", true))
+///             ...
+
+#include <string>
+
+namespace quarn {
+
+class Wildcard {
+public:
+    /// Whether the text matches the pattern, in which "*" stands for any run of characters and nothing else
+    /// is special. The matcher remembers only the latest "*" and never goes back in the text, so that it
+    /// rejects some texts that a backtracking matcher would accept ("*aab" does not match "aaab"). Without
+    /// case sensitivity A-Z compare as a-z. Never throws; reentrant.
+    static bool Match(const std::string& text, const std::string& pattern, bool caseSensitive);
+};
+
+}  // namespace quarn

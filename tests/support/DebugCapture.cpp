@@ -1,0 +1,76 @@
+#include "support/DebugCapture.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace quarn::test {
+
+namespace {
+
+DebugOptions OptionsFor(uint32_t consoleMask) {
+    DebugOptions options;
+    options.consoleMask = consoleMask;
+    options.logMask = 0;
+    return options;
+}
+
+std::string WithoutPrefixes(const std::string& line) {
+    // Two words of time (or one of uptime), then the thread's name in brackets.
+    const size_t bracket = line.find('[');
+    const size_t end = bracket == std::string::npos ? bracket : line.find("] ", bracket);
+    return end == std::string::npos ? line : line.substr(end + 2);
+}
+
+}  // namespace
+
+DebugCapture::DebugCapture(uint32_t consoleMask)
+    : savedStdout_(-1), file_(memfd_create("stdout", MFD_CLOEXEC)), debug_(OptionsFor(consoleMask), nullptr) {
+    fflush(stdout);
+    savedStdout_ = dup(STDOUT_FILENO);
+    if (file_ < 0 || savedStdout_ < 0 || dup2(file_, STDOUT_FILENO) < 0)
+        throw std::runtime_error("cannot catch standard output");
+    debug_.SetAsDefault();
+}
+
+DebugCapture::~DebugCapture() {
+    fflush(stdout);
+    dup2(savedStdout_, STDOUT_FILENO);
+    close(savedStdout_);
+    close(file_);
+}
+
+std::vector<std::string> DebugCapture::RawLines() {
+    fflush(stdout);
+    std::string text(static_cast<size_t>(lseek(file_, 0, SEEK_END)), '\0');
+    text.resize(static_cast<size_t>(std::max<ssize_t>(0, pread(file_, text.data(), text.size(), 0))));
+    std::vector<std::string> lines;
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find('\n', start), text.size());
+        lines.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return lines;
+}
+
+std::vector<std::string> DebugCapture::Lines() {
+    std::vector<std::string> lines = RawLines();
+    std::transform(lines.begin(), lines.end(), lines.begin(), WithoutPrefixes);
+    return lines;
+}
+
+size_t DebugCapture::Count(const std::string& text) {
+    const std::vector<std::string> lines = Lines();
+    return static_cast<size_t>(std::count(lines.begin(), lines.end(), text));
+}
+
+size_t DebugCapture::CountContaining(const std::string& part) {
+    const std::vector<std::string> lines = Lines();
+    return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
+        return line.find(part) != std::string::npos;
+    }));
+}
+
+}  // namespace quarn::test

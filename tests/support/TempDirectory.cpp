@@ -1,0 +1,48 @@
+#include "support/TempDirectory.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace quarn::test {
+
+namespace fs = std::filesystem;
+
+TempDirectory::TempDirectory() : path_((fs::temp_directory_path() / "quarn-test-XXXXXX").string()) {
+    if (!mkdtemp(path_.data()))
+        throw std::runtime_error("cannot create a temporary directory");
+}
+
+TempDirectory::~TempDirectory() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
+
+void TempDirectory::Write(const std::string& name, const std::string& contents) const {
+    std::ofstream file(File(name), std::ios::binary | std::ios::trunc);
+    file << contents;
+    file.close();
+    if (!file)
+        throw std::runtime_error("cannot write " + File(name));
+}
+
+std::string TempDirectory::Read(const std::string& name) const {
+    std::ifstream file(File(name), std::ios::binary);
+    if (!file)
+        throw std::runtime_error("cannot read " + File(name));
+    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+std::vector<std::string> TempDirectory::Names() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(path_))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace quarn::test
