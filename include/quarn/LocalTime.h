@@ -6,6 +6,8 @@
 ///     DoWork();
 ///     if (quarn::MillisecondsSince(start) > 100)
 ///         ...
+///     if (!quarn::UpdateSystemUTC(utc))
+///         RetryLater();  // why it failed has been printed
 ///
 /// All functions are reentrant. A tick is a count of microseconds of the monotonic clock; 0 means that there
 /// is no time stamp.
@@ -26,7 +28,7 @@ uint64_t MillisecondsSince(uint64_t tick);
 /// The same time with tv_nsec in 0 to 999999999.
 timespec timespec_normalize(timespec time);
 
-/// The normalised sum.
+/// The sum, normalised.
 timespec timespec_add(timespec a, timespec b);
 
 /// The monotonic clock's time plus a delay in microseconds of which only whole seconds count as such: the

@@ -11,6 +11,8 @@
 ///     } catch (const quarn::MonitorException& e) {
 ///         fprintf(stderr, "bad port: %s\n", e.Description().c_str());
 ///     }
+///
+/// An exception is used by one thread at a time. Rendering it fails only for want of memory.
 
 #include <quarn/Attributes.h>
 
@@ -43,7 +45,7 @@ public:
     /// Writes every line of List() and a newline after each, so that an empty line follows the message.
     void Print(FILE* stream) const;
 
-    /// Passes the same lines to the logger, one call a line. The logger must not be null.
+    /// Passes the lines of Print() to the logger, one call a line. The logger must not be null.
     void Log(Logger* logger) const;
 
     /// Appends what Print() writes to a file. A file that cannot be opened is silently left alone.

@@ -31,10 +31,10 @@ public:
     void Enter();
     /// Completes the occurrence; does nothing when none has begun.
     void Leave();
-    /// Starts the counters afresh. An occurrence under way is not forgotten.
+    /// Starts the figures afresh. An occurrence under way is not forgotten and becomes the first one.
     void Clear();
-    /// Takes over the figures of another event, but neither its name nor what GetCumulativeDurationUs()
-    /// returns.
+    /// Takes over the figures of another event, an occurrence under way included, but neither its name nor
+    /// what GetCumulativeDurationUs() returns.
     void Copy(const RecurringEvent& other);
 
     bool HasHappened() const;

@@ -36,7 +36,8 @@ std::string FormatV(const char* format, va_list arguments) QUARN_VPRINTF(1);
 std::string FormatString(const std::string& text);
 std::string FormatU32(uint32_t value);
 std::string FormatI32(int32_t value);
-/// "0x" and the value in upper-case hexadecimal, zero-padded to the digits that `bits` bits need.
+/// "0x" and the value in upper-case hexadecimal, zero-padded to the digits that `bits` bits need (0 for no
+/// padding); a value that needs more digits gets them.
 std::string FormatHexU32(uint32_t value, uint32_t bits);
 /// "#RRGGBB" of bits 23-16, 15-8 and 7-0.
 std::string FormatHTMLColor(uint32_t rgb);
@@ -66,8 +67,8 @@ std::string FormatHexByteVectorUnprefixedSeparated(const std::vector<uint8_t>& d
 std::string FormatHexQuads(const uint32_t* words, size_t count);
 std::string FormatHexQuadVector(const std::vector<uint32_t>& words);
 /// A dump of `width` bytes a line (0 counts as 16): the bytes as two-digit hexadecimal numbers separated by
-/// spaces, filler for the missing ones of the last line, " | ", and the characters with "." for what cannot
-/// be printed. Lines are separated by newlines; the last has none.
+/// spaces, blanks in place of those that the last line lacks, " | ", and the characters with "." for what
+/// cannot be printed. Lines are separated by newlines; the last has none.
 std::string FormatHexByteVectorHexdumpC(const std::vector<uint8_t>& data, size_t width);
 
 /// The shortest text of a list of numbers in the order given: ascending and descending runs of three or more
@@ -81,7 +82,7 @@ std::string Prettify(const std::string& text);
 
 std::string Chars(char c, size_t count);
 std::string Spaces(size_t count);
-/// As many spaces as the text has characters, to align a continuation line.
+/// As many spaces as the text has bytes, to align a continuation line.
 std::string Spaces(const std::string& text);
 /// Changes a-z only.
 std::string ToUpper(const std::string& text);

@@ -18,7 +18,9 @@ inline char* PutHex(char* at, uint32_t value, size_t digits) {
 }
 
 inline char* PutText(char* at, std::string_view text) {
-    return std::copy(text.begin(), text.end(), at);
+    for (const char c : text)
+        *at++ = c;
+    return at;
 }
 
 // Every item with the prefix and all the digits of its type, the separator between items.
@@ -124,10 +126,7 @@ std::string FormatHexByteVectorHexdumpC(const std::vector<uint8_t>& data, size_t
         if (start != 0)
             text += '\n';
         text += HexItems(&data[start], count, "", " ");
-        // Filler keeps the second column of a short last line in place; a single line needs none.
-        if (start != 0)
-            text.append(3 * (width - count), ' ');
-        text += " | ";
+        text.append(3 * (width - count), ' ').append(" | ");
         for (size_t i = start; i < start + count; ++i)
             text += isprint(data[i]) ? static_cast<char>(data[i]) : '.';
     }

@@ -41,11 +41,5 @@ TEST(MonitorExceptionTest, ReportsTheMessageAndAnEmptyLine) {
     EXPECT_EQ(directory.Names(), std::vector<std::string>{"report"});
 }
 
-TEST(MonitorExceptionTest, HasNoBacktraceHere) {
-    MonitorException::EnableBacktrace();
-    EXPECT_FALSE(IsBacktraceSupported());
-    EXPECT_EQ(Backtrace(3), std::vector<std::string>{"Backtrace not supported"});
-}
-
 }  // namespace
 }  // namespace quarn

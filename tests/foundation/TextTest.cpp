@@ -58,7 +58,7 @@ TEST(TextTest, RendersDataInHexadecimal) {
                   FormatHexQuadVector({}),
               "");
     EXPECT_EQ(FormatHexByteVectorHexdumpC({'A', 'b', 0x7F, ' ', 0xFF}, 3), "41 62 7F | Ab.\n20 FF    |  .");
-    EXPECT_EQ(FormatHexByteVectorHexdumpC({'A', 'b'}, 0), "41 62 | Ab");
+    EXPECT_EQ(FormatHexByteVectorHexdumpC({'A', 'b'}, 0), "41 62" + Spaces(42) + " | Ab");
 }
 
 TEST(TextTest, ShortensListsOfNumbersToRanges) {
