@@ -40,16 +40,14 @@ public:
             data += 8;
             length -= 8;
         }
-        return Short(crc, data, length);
-    }
-
-    /// The same for up to kStride bytes, and quicker for a handful.
-    static Register Short(Register crc, const uint8_t* data, size_t length) {
-        uint64_t pending = crc;
-        Register sum = 0;
-        for (size_t row = length; row-- > 0; ++data, pending >>= 8)
-            sum ^= kTables[row][uint8_t(*data ^ pending)];
-        return Register(sum ^ pending);
+        if (length >= 4) {
+            crc = Step<4, 4>(crc, data);
+            data += 4;
+            length -= 4;
+        }
+        for (; length > 0; ++data, --length)
+            crc = Register(kTables[0][uint8_t(crc) ^ *data] ^ (crc >> 8));
+        return crc;
     }
 
 private:
@@ -78,7 +76,7 @@ private:
     template <size_t Count, size_t Distance>
     static Register Step(Register crc, const uint8_t* data) {
         const Register rest = [&]<size_t... I>(std::index_sequence<I...>) {
-            return Register((kTables[Distance - 5 - I][data[4 + I]] ^ ...));
+            return Register((Register(0) ^ ... ^ kTables[Distance - 5 - I][data[4 + I]]));
         }
         (std::make_index_sequence<Count - 4>{});
         const uint32_t head =

@@ -1,0 +1,1 @@
+quarn_bench(crc PEERS PkgConfig::CRC_PEERS)
