@@ -142,25 +142,20 @@ public:
     void FromBlob(VariantType type, const uint8_t* data, size_t length);
 
 protected:
-    /// `location` is where the value of that type lives as long as the variant does, so that it is read and
-    /// written there, or null for a variant that is reached through Set() and the conversion operators.
-    Variant(VariantType type, void* location) : location_(location), type_(type) {}
+    /// `location` is where the value lives as long as the variant does, so that it is read and written there,
+    /// or null for a variant that is reached through Set() and the conversion operators. A value with
+    /// `takesAnyType` is a VariantValue.
+    Variant(VariantType type, void* location, bool takesAnyType)
+        : location_(location), type_(type), takesAnyType_(takesAnyType) {}
     ~Variant() = default;
-
-    // Throws when the type is not T's.
-    template <class T>
-    void RequireType() const;
 
     void* location_;
     VariantType type_;
 
 private:
-    friend class VariantBlob;
+    friend class VariantAccess;
 
-    template <class T>
-    T* Here() const {
-        return static_cast<T*>(location_);
-    }
+    const bool takesAnyType_;
 };
 
 }  // namespace quarn

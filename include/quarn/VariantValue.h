@@ -25,7 +25,7 @@ namespace quarn {
 class VariantValue final : public Variant {
 public:
     /// Untyped.
-    VariantValue() : Variant(VariantType::NONE, storage_) {}
+    VariantValue() : Variant(VariantType::NONE, storage_, true) {}
     /// Of that type, zero or empty. An unknown type code is taken and fails in every use.
     explicit VariantValue(VariantType type);
     /// The type, then FromString().
@@ -113,8 +113,6 @@ public:
     operator std::vector<uint64_t>() const override;
 
 private:
-    friend class Variant;
-
     static constexpr bool OwnsMemory(VariantType type) {
         constexpr uint32_t kOwners =
             1u << int(VariantType::UINT8_VECTOR) | 1u << int(VariantType::UINT32_VECTOR) |
@@ -125,11 +123,17 @@ private:
     }
 
     void Destroy() noexcept;
-    // Make the value one of another type, or another value of the same.
+    template <class T>
+    T& Slot() const {
+        return *static_cast<T*>(location_);
+    }
+    // Become this value, whatever the type was.
+    template <class T>
+    void Store(const T& value);
     template <class T>
     void Replace(T&& value) noexcept;
     template <class T>
-    void Store(const T& value);
+    const T& Get() const;
 
     alignas(8) unsigned char storage_[32];
 };
