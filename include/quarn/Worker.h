@@ -76,8 +76,8 @@ public:
     /// been called before, even if that call is still waiting. Throws "Timeout waiting for thread to exit on
     /// worker ..." when the thread does not come back from an override in time. Such a worker is abandoned
     /// and GetStatus() says so: its thread may go on for as long as the override lasts, so that whoever gets
-    /// this exception leaves the object and all that the override uses alive for good. Must not be called
-    /// with the worker's lock held, nor by the worker's own thread, which can only abandon itself.
+    /// this exception leaves the object, and all else that the override uses, alive for good. Must not be
+    /// called with the worker's lock held, nor by the worker's own thread, which can only abandon itself.
     void Stop();
 
     /// Makes the thread run Work() once, as soon as it can: each call counts, three calls are three runs.
@@ -179,9 +179,9 @@ protected:
     /// Clears what GetExtraStatistics() shows; called likewise.
     virtual void ClearExtraStatistics();
 
-    /// Takes the worker out of the registry. A worker that was not stopped, or still watches descriptors, is
-    /// reported with mask ERR; a thread that has not ended is left behind, and must find everything that the
-    /// override it is in uses still alive.
+    /// Takes the worker out of the registry. A worker that was not stopped, or that still watches
+    /// descriptors, is reported with mask ERR. A thread that has not ended does so by itself as soon as it
+    /// can and calls no further override; only what the override that it is in uses must still be alive.
     ~Worker();
 
 private:
