@@ -25,6 +25,7 @@
 namespace quarn {
 
 class Sentence;
+class SentenceDetails;
 class SentenceGrammar;
 class Variable;
 class VariableDictionary;
@@ -65,6 +66,11 @@ public:
     /// length of message", "Message contained only %zu of %zu word(s)", or Variant::FromBlob()'s.
     Sentence* CreateSentence(const SentenceGrammar& grammar) const;
 
+    /// CreateSentence() into a sentence that is used again and again, as a busy receiver wants it: its memory
+    /// and that of its words is kept. Returns false, changing nothing, instead of null. When it throws for
+    /// the payload, the sentence has no words.
+    bool ToSentence(const SentenceGrammar& grammar, Sentence& sentence) const;
+
     /// The bytes as "%02X", separated by single spaces.
     std::string ToString() const;
 
@@ -75,6 +81,8 @@ private:
     friend struct CheckedMessage;
 
     void Clear();
+    const SentenceDetails* FindSentence(const SentenceGrammar& grammar) const;
+    void ReadSentence(Sentence& sentence) const;
     const uint8_t* Payload() const { return bytes_.data() + headerSize_; }
 
     std::vector<uint8_t> bytes_;

@@ -39,7 +39,7 @@ public:
     /// blob. The words are not checked against the details. Throws MonitorException when a word is untyped.
     OutgoingMessage(const SentenceDetails& details, const std::vector<VariantValue>& words);
 
-    // Copying is all there is: what a message is moved out of would have no bytes left to send.
+    // Copying is all there is: a message that was moved out of would have no bytes left to send.
     OutgoingMessage(const OutgoingMessage&) = default;
     OutgoingMessage& operator=(const OutgoingMessage&) = default;
 
@@ -47,7 +47,7 @@ public:
     void SetStream(uint8_t stream);
 
     /// The encoded message; valid until the object changes or goes.
-    const uint8_t* Sync() const { return buffer_.data() + start_; }
+    const uint8_t* Sync() const { return Buffer() + start_; }
     size_t Bytes() const { return size_; }
 
     uint8_t GetStream() const { return stream_; }
@@ -61,11 +61,18 @@ public:
     static uint8_t GetNOP();
 
 private:
+    uint8_t* Extend(size_t count);
+    uint8_t* ReserveTail(size_t valueCount);
+    void Reserve(size_t size);
     void Encode();
+    const uint8_t* Buffer() const { return large_.empty() ? small_ : large_.data(); }
+    uint8_t* Buffer() { return large_.empty() ? small_ : large_.data(); }
 
-    // Room for the longest header, the payload, room for the trailing CRC, and one byte for each value's
-    // type. The header is written so that it ends where the payload starts: the payload never moves.
-    std::vector<uint8_t> buffer_;
+    // Room for a header, the payload, room for the trailing CRC, and one byte for the type of each value. The
+    // header is written so that it ends where the payload starts: the payload never moves. Most messages fit
+    // in the object itself.
+    uint8_t small_[192];
+    std::vector<uint8_t> large_;
     size_t start_ = 0;
     size_t size_ = 0;
     size_t payloadSize_ = 0;

@@ -43,6 +43,8 @@ public:
     std::list<std::string> ToStrings() const;
 
 private:
+    friend class IncomingMessage;
+
     const SentenceDetails* details_;
     std::vector<VariantValue> words_;
 };

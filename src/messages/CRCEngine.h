@@ -25,10 +25,9 @@ public:
             // do not wait for those of another. The registers meet in the last word of each stream.
             Register streams[kStreams] = {crc};
             for (; length >= 2 * kStride; data += kStride, length -= kStride)
-                [&]<size_t... S>(std::index_sequence<S...>) {
-                    ((streams[S] = Step<8, kStride>(streams[S], data + 8 * S)), ...);
-                }
-            (std::make_index_sequence<kStreams>{});
+#pragma GCC unroll 4
+                for (size_t i = 0; i < kStreams; ++i)
+                    streams[i] = Step<8, kStride>(streams[i], data + 8 * i);
             crc = 0;
             for (size_t i = 0; i < kStreams; ++i, data += 8, length -= 8)
                 crc = Step<8, 8>(Register(crc ^ streams[i]), data);

@@ -6,7 +6,7 @@
 #include <quarn/CRC16.h>
 #include <quarn/CRC32.h>
 
-#include "messages/ByteOrder.h"
+#include "values/BigEndian.h"
 
 #include <stddef.h>
 #include <stdint.h>
@@ -88,6 +88,11 @@ struct DirectCRC {
     uint32_t CRC32Of(const uint8_t* data, size_t length) const { return CRC32::Compute(0, data, length); }
 };
 
+/// Reads a number of 1, 2 or 4 bytes.
+inline uint32_t ReadField(const uint8_t* data, size_t width) {
+    return width == 1 ? *data : width == 2 ? LoadBigEndian<uint16_t>(data) : LoadBigEndian<uint32_t>(data);
+}
+
 /// Decodes the message that starts at `data`.
 template <class TrailingCRC>
 DecodedMessage DecodeMessage(const uint8_t* data, size_t available, TrailingCRC&& trailingCRC) {
@@ -106,8 +111,8 @@ DecodedMessage DecodeMessage(const uint8_t* data, size_t available, TrailingCRC&
         return found;
 
     found.headerSize = layout.headerSize;
-    found.totalSize = ReadBigEndian(data + 1, layout.lengthWidth);
-    found.tag = ReadBigEndian(data + layout.tagOffset, layout.tagWidth);
+    found.totalSize = ReadField(data + 1, layout.lengthWidth);
+    found.tag = ReadField(data + layout.tagOffset, layout.tagWidth);
     if (layout.hasStream)
         found.stream = data[layout.tagOffset - 1];
     const size_t total = found.totalSize;
@@ -120,19 +125,19 @@ DecodedMessage DecodeMessage(const uint8_t* data, size_t available, TrailingCRC&
         if (total < headerSize + kLegacyTrailer)
             return finish(DecodeStatus::TOO_SHORT_FOR_LEGACY);
         const size_t covered = total - kLegacyTrailer;
-        if (trailingCRC.CRC16Of(data, covered) != ReadBigEndian16(data + covered))
+        if (trailingCRC.CRC16Of(data, covered) != LoadBigEndian<uint16_t>(data + covered))
             return finish(DecodeStatus::LEGACY_MISMATCH);
         found.payloadSize = covered - headerSize;
         return finish(DecodeStatus::COMPLETE);
     }
-    if (CRC16::Compute(0, data, headerSize - 2) != ReadBigEndian16(data + headerSize - 2))
+    if (CRC16::Compute(0, data, headerSize - 2) != LoadBigEndian<uint16_t>(data + headerSize - 2))
         return finish(DecodeStatus::HEADER_MISMATCH);
     if (available < total)
         return found;
     if (total < headerSize + kGlobalTrailer)
         return finish(DecodeStatus::TOO_SHORT_FOR_GLOBAL);
     const size_t covered = total - kGlobalTrailer;
-    if (trailingCRC.CRC32Of(data, covered) != ReadBigEndian32(data + covered))
+    if (trailingCRC.CRC32Of(data, covered) != LoadBigEndian<uint32_t>(data + covered))
         return finish(DecodeStatus::GLOBAL_MISMATCH);
     found.payloadSize = covered - headerSize;
     return finish(DecodeStatus::COMPLETE);
