@@ -1,0 +1,50 @@
+#include "foundation/DebugLine.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include <algorithm>
+#include <new>
+
+namespace quarn {
+
+// Room for so many characters and one that ends the line.
+bool DebugLine::Reserve(size_t more) {
+    if (more < capacity_ - length_)
+        return true;
+    const size_t capacity = std::max(2 * capacity_, length_ + more + 1);
+    std::unique_ptr<char[]> larger(new (std::nothrow) char[capacity]);
+    if (!larger)
+        return false;
+    memcpy(larger.get(), text_, length_);
+    long_ = std::move(larger);
+    text_ = long_.get();
+    capacity_ = capacity;
+    return true;
+}
+
+bool DebugLine::Add(std::string_view text) {
+    if (!Reserve(text.size()))
+        return false;
+    memcpy(text_ + length_, text.data(), text.size());
+    length_ += text.size();
+    return true;
+}
+
+bool DebugLine::AddFormatted(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const size_t room = capacity_ - length_;
+    int needed = vsnprintf(text_ + length_, room, format, arguments);
+    if (needed >= 0 && static_cast<size_t>(needed) >= room)
+        needed = Reserve(static_cast<size_t>(needed))
+                     ? vsnprintf(text_ + length_, static_cast<size_t>(needed) + 1, format, again)
+                     : -1;
+    va_end(again);
+    if (needed < 0)
+        return false;
+    length_ += strlen(text_ + length_);
+    return true;
+}
+
+}  // namespace quarn
