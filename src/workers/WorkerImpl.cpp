@@ -37,10 +37,10 @@ struct Worker::Impl::Registry {
     }
 
     std::string FreeName(const std::string& requested) const {
-        std::string name = requested;
-        for (int i = 1; workers.contains(name); ++i)
-            name = requested + Format("-%d", i);
-        return name;
+        std::string free = requested;
+        for (int i = 1; workers.contains(free); ++i)
+            free = requested + Format("-%d", i);
+        return free;
     }
 };
 

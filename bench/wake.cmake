@@ -1,0 +1,1 @@
+quarn_bench(wake PEERS PkgConfig::UV PkgConfig::EVENT)
