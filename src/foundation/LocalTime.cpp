@@ -1,5 +1,7 @@
+#include <quarn/Debug.h>
 #include <quarn/LocalTime.h>
 #include <quarn/MonitorException.h>
+#include <quarn/Text.h>
 
 #include "foundation/ErrnoText.h"
 
@@ -81,6 +83,25 @@ time_t LocalTime(int32_t offsetMinutes) {
 
 bool IsUTCTimeValid(time_t utc) {
     return utc > EARLIEST_VALID_UTC;
+}
+
+bool UpdateSystemUTC(time_t utc) {
+    const time_t now = time(nullptr);
+    if (now - 1 <= utc && utc <= now + 1)
+        return true;
+    const timespec wanted = {utc, 0};
+    if (clock_settime(CLOCK_REALTIME, &wanted) != 0) {
+        const std::string reason = ErrnoText(errno);
+        if (DefaultDebug())
+            DefaultDebug()->Printf(DEBUG_ERR, __FILE__, __LINE__, "Failed to set Linux system time: %s",
+                                   reason.c_str());
+        return false;
+    }
+    // Printed as an error too, so that it is seen wherever time stamps jump.
+    if (DefaultDebug())
+        DefaultDebug()->Printf(DEBUG_ERR, __FILE__, __LINE__, "Set Linux system time to %s",
+                               FormatTime("%Y/%m/%d %H:%M:%S UTC", utc).c_str());
+    return true;
 }
 
 }  // namespace quarn

@@ -1,3 +1,4 @@
+#include <quarn/Logger.h>
 #include <quarn/MonitorException.h>
 #include <quarn/Text.h>
 
@@ -35,6 +36,11 @@ std::list<std::string> MonitorException::List() const {
 void MonitorException::Print(FILE* stream) const {
     for (const std::string& line : List())
         fputs((line + "\n").c_str(), stream);
+}
+
+void MonitorException::Log(Logger* logger) const {
+    for (const std::string& line : List())
+        logger->Write((line + "\n").c_str());
 }
 
 void MonitorException::Append(const std::string& path) const {

@@ -1,6 +1,7 @@
 #include <quarn/LocalTime.h>
 
 #include "foundation/FakeClock.h"
+#include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
 
 #include <gtest/gtest.h>
@@ -71,6 +72,24 @@ TEST(LocalTimeTest, ShiftsByTheZone) {
     EXPECT_LE(local, time(nullptr) - 3600);
     EXPECT_FALSE(IsUTCTimeValid(946080000));
     EXPECT_TRUE(IsUTCTimeValid(946080001));
+}
+
+TEST(LocalTimeTest, SetsTheSystemClockUnlessItIsRight) {
+    test::FakeClock clock(1);
+    test::DebugCapture debug(DEBUG_ERR);
+    EXPECT_TRUE(UpdateSystemUTC(time(nullptr)));
+    EXPECT_TRUE(clock.settings.empty());
+    EXPECT_TRUE(UpdateSystemUTC(946080001));
+    EXPECT_TRUE(UpdateSystemUTC(time(nullptr) + 3));
+    ASSERT_EQ(clock.settings.size(), 2u);
+    EXPECT_EQ(clock.settings[0].tv_sec, 946080001);
+    EXPECT_EQ(clock.settings[0].tv_nsec, 0);
+    clock.setError = EPERM;
+    EXPECT_FALSE(UpdateSystemUTC(0));
+    const auto lines = debug.Lines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0], "Set Linux system time to 1999/12/25 00:00:01 UTC");
+    EXPECT_EQ(lines[2], "Failed to set Linux system time: Operation not permitted");
 }
 
 }  // namespace

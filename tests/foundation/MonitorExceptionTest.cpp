@@ -1,3 +1,4 @@
+#include <quarn/Logger.h>
 #include <quarn/MonitorException.h>
 
 #include "support/TempDirectory.h"
@@ -39,6 +40,11 @@ TEST(MonitorExceptionTest, ReportsTheMessageAndAnEmptyLine) {
     EXPECT_EQ(directory.Read("report"), "Exception: first\n\nException: \n\n");
     MonitorException("nowhere").Append(directory.File("missing/report"));
     EXPECT_EQ(directory.Names(), std::vector<std::string>{"report"});
+    LoggerOptions options;
+    options.directory = directory.Path();
+    Logger logger(options);
+    MonitorException("logged").Log(&logger);
+    EXPECT_EQ(directory.Read("01-start.txt"), "Exception: logged\n\n");
 }
 
 }  // namespace
