@@ -5,8 +5,8 @@
 #include <quarn/TCPSocket.h>
 #include <quarn/Text.h>
 
-#include "connections/Descriptor.h"
 #include "connections/SocketAddress.h"
+#include "foundation/Descriptor.h"
 #include "foundation/ErrnoText.h"
 
 #include <errno.h>

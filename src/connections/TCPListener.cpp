@@ -4,9 +4,9 @@
 #include <quarn/TCPSocket.h>
 #include <quarn/Text.h>
 
-#include "connections/Descriptor.h"
 #include "connections/SocketAddress.h"
 #include "connections/SocketFailure.h"
+#include "foundation/Descriptor.h"
 
 #include <errno.h>
 #include <sys/socket.h>

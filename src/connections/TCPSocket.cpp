@@ -2,8 +2,8 @@
 #include <quarn/SocketUtilities.h>
 #include <quarn/TCPSocket.h>
 
-#include "connections/Descriptor.h"
 #include "connections/SocketFailure.h"
+#include "foundation/Descriptor.h"
 #include "foundation/ErrnoText.h"
 
 #include <errno.h>

@@ -3,8 +3,8 @@
 #include <quarn/SocketUtilities.h>
 #include <quarn/UDPSocket.h>
 
-#include "connections/Descriptor.h"
 #include "connections/SocketAddress.h"
+#include "foundation/Descriptor.h"
 #include "foundation/ErrnoText.h"
 
 #include <errno.h>

@@ -1,0 +1,114 @@
+#include "connections/Loopback.h"
+
+#include "connections/SocketAddress.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <stdexcept>
+
+namespace quarn::test {
+
+namespace {
+
+void Check(bool ok, const char* what) {
+    if (!ok)
+        throw std::runtime_error(what);
+}
+
+}  // namespace
+
+bool Eventually(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return condition();
+        poll(nullptr, 0, 1);
+    }
+    return true;
+}
+
+bool WaitFor(int fd, int16_t events) {
+    pollfd entry = {fd, events, 0};
+    return poll(&entry, 1, 10000) == 1;
+}
+
+size_t CountDescriptors() {
+    const std::filesystem::directory_iterator open("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(open), end(open)));
+}
+
+uint16_t PortOf(int fd) {
+    return ntohs(GetLocalAddress(fd).sin_port);
+}
+
+void ResetOnClose(int fd) {
+    const linger now = {1, 0};
+    Check(setsockopt(fd, SOL_SOCKET, SO_LINGER, &now, sizeof now) == 0, "SO_LINGER");
+}
+
+Peer::Peer(uint16_t port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const sockaddr_in address = MakeSocketAddress(LOOPBACK, port);
+    Check(connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, "connect");
+}
+
+void Peer::Write(const std::string& bytes) const {
+    Check(send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size()), "send");
+}
+
+std::string Peer::Read(size_t length) const {
+    std::string bytes(length, '\0');
+    const ssize_t received = recv(fd_, bytes.data(), length, MSG_WAITALL);
+    bytes.resize(received < 0 ? 0 : static_cast<size_t>(received));
+    return bytes;
+}
+
+void Peer::ShutDown() const {
+    shutdown(fd_, SHUT_WR);
+}
+
+void Peer::Reset() {
+    ResetOnClose(fd_);
+    Close();
+}
+
+void Peer::Close() {
+    if (fd_ >= 0)
+        close(fd_);
+    fd_ = -1;
+}
+
+Link::Link() : listener(LOOPBACK, 0), peer(listener.GetPort()) {
+    WaitFor(listener.Socket(), POLLIN);
+    connection.reset(listener.Accept("c"));
+}
+
+void Link::Send(const std::string& bytes) {
+    peer.Write(bytes);
+    int waiting = 0;
+    Check(Eventually([&] {
+              return ioctl(connection->Socket(), FIONREAD, &waiting) == 0 &&
+                     static_cast<size_t>(waiting) >= bytes.size();
+          }),
+          "the bytes have not arrived");
+}
+
+BusyPort::BusyPort()
+    : listener_(std::make_unique<TCPListener>(LOOPBACK, 0)),
+      port_(listener_->GetPort()),
+      // A backlog of 0 has room for one.
+      occupant_((Check(listen(listener_->Socket(), 0) == 0, "listen"), port_)) {}
+
+std::unique_ptr<TCPConnection> BusyPort::AcceptNext() {
+    WaitFor(listener_->Socket(), POLLIN);
+    delete listener_->Accept("occupant");
+    WaitFor(listener_->Socket(), POLLIN);
+    return std::unique_ptr<TCPConnection>(listener_->Accept("next"));
+}
+
+}  // namespace quarn::test
