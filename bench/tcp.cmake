@@ -1,0 +1,1 @@
+quarn_bench(tcp PEERS PkgConfig::UV)
