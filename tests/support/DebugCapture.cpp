@@ -1,5 +1,7 @@
 #include "support/DebugCapture.h"
 
+#include <gtest/gtest.h>
+
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -36,16 +38,23 @@ DebugCapture::DebugCapture(uint32_t consoleMask)
 }
 
 DebugCapture::~DebugCapture() {
-    fflush(stdout);
+    const std::string caught = Text();
     dup2(savedStdout_, STDOUT_FILENO);
     close(savedStdout_);
+    if (::testing::Test::HasFailure())
+        puts(caught.c_str());  // the test's own report is in it
     close(file_);
 }
 
-std::vector<std::string> DebugCapture::RawLines() {
+std::string DebugCapture::Text() const {
     fflush(stdout);
     std::string text(static_cast<size_t>(lseek(file_, 0, SEEK_END)), '\0');
     text.resize(static_cast<size_t>(std::max<ssize_t>(0, pread(file_, text.data(), text.size(), 0))));
+    return text;
+}
+
+std::vector<std::string> DebugCapture::RawLines() {
+    const std::string text = Text();
     std::vector<std::string> lines;
     for (size_t start = 0; start < text.size();) {
         const size_t end = std::min(text.find('\n', start), text.size());

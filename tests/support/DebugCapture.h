@@ -27,6 +27,8 @@ public:
     size_t CountContaining(const std::string& part);
 
 private:
+    std::string Text() const;
+
     int savedStdout_;
     int file_;
     Debug debug_;

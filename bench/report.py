@@ -1,0 +1,43 @@
+#!/usr/bin/env python3
+"""Tables from the JSON files of scripts/bench: the median of each case, and how many times quarn's figure it is.
+
+Cases are named topic/what/who; the cases of one table ran in turn in one process, so that their ratios compare figures
+taken within seconds of each other."""
+import json
+import sys
+
+UNITS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def read(path):
+    tables = {}
+    with open(path + ".json") as file:
+        report = json.load(file)
+    for run in report["benchmarks"]:
+        if run.get("aggregate_name") != "median":
+            continue
+        # Settings that a case adds to its name, such as real_time, stand behind the three words.
+        topic, what, who = run["run_name"].split("/")[:3]
+        real = "real_time" in run["run_name"]
+        time = run["real_time" if real else "cpu_time"] * UNITS[run["time_unit"]]
+        tables.setdefault(f"{topic}: {what}", {})[who] = time
+    return report["context"], tables
+
+
+def text(ns):
+    for unit in ("ns", "us", "ms"):
+        if ns < 1000:
+            return f"{ns:.3g} {unit}"
+        ns /= 1000
+    return f"{ns:.3g} s"
+
+
+for path in sys.argv[1:]:
+    context, tables = read(path)
+    print(f"Measured {context['date'][:10]} on {context['num_cpus']} cores of {context['mhz_per_cpu']} MHz, medians of 9 rounds.\n")
+    for name, cases in tables.items():
+        print(f"### {name}\n\n| case | median | times quarn's |\n| --- | --- | --- |")
+        ours = cases.get("quarn")
+        for who, ns in sorted(cases.items(), key=lambda item: item[1]):
+            print(f"| {who} | {text(ns)} | {ns / ours:.2f} |" if ours else f"| {who} | {text(ns)} | - |")
+        print()

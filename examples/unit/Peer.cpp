@@ -1,0 +1,29 @@
+#include "unit/Peer.h"
+
+#include <quarn/Text.h>
+#include <quarn/Worker.h>
+
+namespace unit {
+
+Peer::Peer(std::unique_ptr<quarn::TCPConnection> connection, bool isLink)
+    : connection_(std::move(connection)), terminal_(*connection_), isLink_(isLink) {}
+
+void Peer::TellIfSubscribed(const quarn::OutgoingMessage& message) {
+    if (tags_.count(message.GetTag()) != 0)
+        terminal_.Put(message);
+}
+
+int Peer::WantedFlags() {
+    if (!connection_->IsConnected())
+        return quarn::Worker::WAIT_WRITE;
+    return terminal_.WorkPending() ? quarn::Worker::WAIT_READ | quarn::Worker::WAIT_WRITE
+                                   : quarn::Worker::WAIT_READ;
+}
+
+std::string Peer::Statistics() {
+    return quarn::Format("Peer \"%s\": %s, %zu variables subscribed, %lu messages received, %lu sent",
+                         Name().c_str(), IsConnected() ? "connected" : "connecting", tags_.size(),
+                         terminal_.GetReceivedMessageCount(), terminal_.GetTransmittedMessageCount());
+}
+
+}  // namespace unit

@@ -1,0 +1,310 @@
+#include "unit/Unit.h"
+
+#include <quarn/Debug.h>
+#include <quarn/LocalTime.h>
+#include <quarn/MonitorException.h>
+#include <quarn/Sentence.h>
+#include <quarn/SentenceDetails.h>
+#include <quarn/TagDetails.h>
+#include <quarn/Text.h>
+#include <quarn/VariableDetails.h>
+#include <quarn/VariantValue.h>
+
+#include <sys/time.h>
+
+#include <algorithm>
+
+namespace unit {
+
+using quarn::DefaultDebug;
+using quarn::MonitorException;
+using quarn::OutgoingMessage;
+using quarn::VariantValue;
+
+namespace {
+
+constexpr uint64_t SECOND_US = 1000000;
+
+int64_t WallClockUs() {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    return now.tv_sec * static_cast<int64_t>(SECOND_US) + now.tv_usec;
+}
+
+}  // namespace
+
+Unit::Unit(quarn::Debuggable* parent, const UnitOptions& options, std::function<void()> ended)
+    : Worker(parent, options.name),
+      options_(options),
+      ended_(std::move(ended)),
+      listener_(options.listen.address, options.listen.port),
+      links_(options.links.begin(), options.links.end()),
+      startTick_(quarn::Tick()),
+      nextSecondTick_(startTick_ + SECOND_US) {
+    variables_.State().name = options.name;
+    variables_.TakeChanges();
+}
+
+bool Unit::Initialize() {
+    SetListening(true);
+    return true;
+}
+
+void Unit::Finalize() {
+    SetListening(false);
+    for (auto peer = peers_.begin(); peer != peers_.end();)
+        peer = DropPeer(peer);
+    ended_();
+}
+
+bool Unit::PreWait() {
+    uint64_t deadline = nextSecondTick_;
+    for (const Link& link : links_)
+        deadline = std::min(deadline, link.Deadline());
+    const uint64_t now = quarn::Tick();
+    SetPollInterval(deadline <= now ? 0 : static_cast<int>((deadline - now) / 1000 + 1));
+    return true;
+}
+
+bool Unit::Work() {
+    if (quarn::Tick() >= nextSecondTick_)
+        Measure();
+    if (IsReady(listener_.Socket()))
+        AcceptPeers();
+    ConnectLinks();
+    ServePeers();
+    for (const auto& peer : peers_) {
+        peer->Terminal()
+            .Flush();  // what the peers have caused each other to be told leaves in the same cycle
+        Watch(*peer);
+    }
+    return true;
+}
+
+void Unit::GetExtraStatistics(std::list<std::string>& lines) {
+    for (const auto& peer : peers_)
+        lines.push_back(peer->Statistics());
+}
+
+bool Unit::IsReady(int fd) {
+    return GetReadyFileDescriptors().count(fd) != 0;
+}
+
+void Unit::AcceptPeers() {
+    try {
+        while (auto connection = std::unique_ptr<quarn::TCPConnection>(listener_.Accept("peer $peer$"))) {
+            if (peers_.size() < options_.maxPeers + links_.size())
+                AddPeer(std::make_unique<Peer>(std::move(connection), false));
+            else if (DefaultDebug())
+                DefaultDebug()->Printf(quarn::DEBUG_WARN, __FILE__, __LINE__,
+                                       "Turned away \"%s\": %zu peers are enough",
+                                       connection->GetName().c_str(), options_.maxPeers);
+        }
+    } catch (const MonitorException& e) {
+        if (DefaultDebug())
+            DefaultDebug()->Printf(quarn::DEBUG_ERR, __FILE__, __LINE__, "Accepting nobody for a while: %s",
+                                   e.Description().c_str());
+        SetListening(false);
+    }
+}
+
+void Unit::SetListening(bool listening) {
+    if (listening == listening_)
+        return;
+    if (listening)
+        AddWaitableFileDescriptor(listener_.Socket(), WAIT_READ, "listener");
+    else
+        RemoveWaitableFileDescriptor(listener_.Socket());
+    listening_ = listening;
+}
+
+void Unit::ConnectLinks() {
+    for (Link& link : links_) {
+        try {
+            if (auto peer = link.TryConnect())
+                AddPeer(std::move(peer));
+        } catch (const MonitorException& e) {
+            if (DefaultDebug())
+                DefaultDebug()->Printf(quarn::DEBUG_ERR, __FILE__, __LINE__, "Cannot connect: %s",
+                                       e.Description().c_str());
+            link.Disconnected();
+        }
+    }
+}
+
+void Unit::AddPeer(std::unique_ptr<Peer> peer) {
+    peers_.push_back(std::move(peer));
+    Watch(*peers_.back());
+}
+
+Unit::Peers::iterator Unit::DropPeer(Peers::iterator peer) {
+    if (DefaultDebug())
+        DefaultDebug()->Printf(quarn::DEBUG_INFO, __FILE__, __LINE__, "Closing \"%s\"",
+                               (*peer)->Name().c_str());
+    RemoveWaitableFileDescriptor((*peer)->Socket());
+    for (Link& link : links_)
+        if (link.Owns(**peer))
+            link.Disconnected();
+    return peers_.erase(peer);
+}
+
+void Unit::ServePeers() {
+    for (auto peer = peers_.begin(); peer != peers_.end();) {
+        const bool wantsService = IsReady((*peer)->Socket()) || !(*peer)->IsConnected();
+        if (wantsService && !Serve(**peer))
+            peer = DropPeer(peer);
+        else
+            ++peer;
+    }
+}
+
+bool Unit::Serve(Peer& peer) {
+    if (!peer.Terminal().Work())
+        return false;
+    if (peer.IsLink() && peer.IsConnected() && !peer.greeted)
+        Greet(peer);
+    while (peer.Terminal().Get(received_))
+        Handle(peer);
+    return true;
+}
+
+void Unit::Greet(Peer& link) {
+    for (Link& candidate : links_)
+        if (candidate.Owns(link))
+            candidate.Connected();
+    if (DefaultDebug())
+        DefaultDebug()->Printf(quarn::DEBUG_INFO, __FILE__, __LINE__, "\"%s\" is up", link.Name().c_str());
+    link.greeted = true;
+    link.Subscribe(variables_.Index().Query(options_.mirrorPatterns));
+    const std::vector<std::string> patterns(options_.mirrorPatterns.begin(), options_.mirrorPatterns.end());
+    Say(link, SUBSCRIBE, {VariantValue(patterns)});
+}
+
+void Unit::Watch(Peer& peer) {
+    const int wanted = peer.WantedFlags();
+    if (peer.watchedFlags == wanted)
+        return;
+    if (peer.watchedFlags != 0)
+        RemoveWaitableFileDescriptor(peer.Socket());
+    AddWaitableFileDescriptor(peer.Socket(), wanted, peer.Name());
+    peer.watchedFlags = wanted;
+}
+
+std::string Unit::DescribeTag(uint32_t tag) const {
+    if (variables_.Index().GetReference(tag))
+        return variables_.Dictionary().Find(tag).GetKey();
+    const quarn::SentenceDetails* sentence = grammar_.Find(tag, false);
+    return sentence ? sentence->GetKey() : quarn::TagDetails::TagAsString(tag);
+}
+
+void Unit::Handle(Peer& peer) {
+    try {
+        const std::unique_ptr<quarn::Sentence> sentence(received_.CreateSentence(grammar_));
+        if (sentence)
+            HandleSentence(peer, *sentence);
+        else
+            HandleVariable(peer);
+    } catch (const MonitorException& e) {
+        Refuse(peer, DescribeTag(received_.GetTag()) + ": " + e.Description());
+    }
+}
+
+void Unit::HandleSentence(Peer& peer, const quarn::Sentence& sentence) {
+    switch (sentence.GetDetails().GetTag()) {
+        case SUBSCRIBE: {
+            const auto patterns = sentence.Word(0).As<std::vector<std::string>>();
+            Subscribe(peer, {patterns.begin(), patterns.end()});
+            break;
+        }
+        case QUERY:
+            AnswerQuery(peer, sentence.Word(0).As<std::string>());
+            break;
+        case STATISTICS:
+            AnswerStatistics(peer);
+            break;
+        case REFUSED:
+            if (DefaultDebug())
+                DefaultDebug()->Printf(quarn::DEBUG_WARN, __FILE__, __LINE__, "\"%s\" refused: %s",
+                                       peer.Name().c_str(), quarn::Prettify(sentence.ToString()).c_str());
+            break;
+        default:  // answers to questions that this unit does not ask
+            break;
+    }
+}
+
+void Unit::HandleVariable(Peer& peer) {
+    const uint32_t tag = received_.GetTag();
+    if (!received_.Apply(variables_.Index())) {
+        Refuse(peer, DescribeTag(tag) + ": there is no such variable");
+        return;
+    }
+    if (!variables_.TakeChange(tag))
+        return;
+    if (DefaultDebug())
+        DefaultDebug()->Printf(quarn::DEBUG_SETTINGS, __FILE__, __LINE__, "%s is \"%s\" (from \"%s\")",
+                               variables_.Dictionary().Find(tag).GetKey().c_str(),
+                               quarn::Prettify(variables_.Index().GetReference(tag)->ToString()).c_str(),
+                               peer.Name().c_str());
+    Tell(tag, peer.IsLink() ? &peer : nullptr);
+}
+
+void Unit::Subscribe(Peer& peer, const std::list<std::string>& patterns) {
+    const std::list<uint32_t> tags = variables_.Index().Query(patterns);
+    peer.Subscribe(tags);
+    for (const uint32_t tag : tags)
+        peer.Terminal().Put(variables_.Message(tag));
+}
+
+void Unit::AnswerQuery(Peer& peer, const std::string& pattern) {
+    uint32_t count = 0;
+    for (const uint32_t tag : variables_.Index().Query(pattern)) {
+        const quarn::Variant& value = *variables_.Index().GetReference(tag);
+        Say(peer, VALUE,
+            {VariantValue(variables_.Dictionary().Find(tag).GetKey()),
+             VariantValue(quarn::Variant::TypeName(value.Type())), VariantValue(value.ToString())});
+        ++count;
+    }
+    Say(peer, DONE, {VariantValue(count)});
+}
+
+void Unit::AnswerStatistics(Peer& peer) {
+    std::list<std::string> lines;
+    GetStatistics(lines);
+    for (const std::string& line : lines)
+        Say(peer, LINE, {VariantValue(line)});
+    Say(peer, DONE, {VariantValue(static_cast<uint32_t>(lines.size()))});
+}
+
+void Unit::Refuse(Peer& peer, const std::string& reason) {
+    if (DefaultDebug())
+        DefaultDebug()->Printf(quarn::DEBUG_WARN, __FILE__, __LINE__, "Refused from \"%s\": %s",
+                               peer.Name().c_str(), quarn::Prettify(reason).c_str());
+    if (!peer.IsLink())
+        Say(peer, REFUSED, {VariantValue(reason)});
+}
+
+void Unit::Say(Peer& peer, SentenceTag tag, const std::vector<VariantValue>& words) {
+    peer.Terminal().Put(OutgoingMessage(*grammar_.Find(tag, true), words));
+}
+
+void Unit::Measure() {
+    nextSecondTick_ += SECOND_US;
+    SetListening(true);
+    ReceiverState& state = variables_.State();
+    state.uptimeS = static_cast<uint32_t>((quarn::Tick() - startTick_) / SECOND_US);
+    state.utcUs = WallClockUs();
+    state.temperatureC = static_cast<int16_t>(25 + state.uptimeS % 3);
+    state.rssiDBm = state.mute ? -120.0F : -60.0F - static_cast<float>(state.uptimeS % 7);
+    state.packetsReceived += 250;
+    for (const uint32_t tag : variables_.TakeChanges())
+        Tell(tag, nullptr);
+}
+
+void Unit::Tell(uint32_t tag, const Peer* except) {
+    const OutgoingMessage message = variables_.Message(tag);
+    for (const auto& peer : peers_)
+        if (peer.get() != except)
+            peer->TellIfSubscribed(message);
+}
+
+}  // namespace unit

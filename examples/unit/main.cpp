@@ -1,0 +1,133 @@
+/// quarn-unit: a small but complete unit daemon.
+
+#include <quarn/Debug.h>
+#include <quarn/Debuggable.h>
+#include <quarn/Logger.h>
+#include <quarn/MonitorException.h>
+#include <quarn/Parse.h>
+#include <quarn/Text.h>
+
+#include "common/Endpoint.h"
+#include "unit/Unit.h"
+
+#include <CLI/CLI.hpp>
+
+#include <errno.h>
+#include <signal.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <memory>
+
+namespace {
+
+struct Options {
+    unit::UnitOptions unit;
+    quarn::DebugOptions debug;
+    std::string logDirectory;
+    uint32_t debugLevel = 0;
+};
+
+uint32_t ParseMask(const std::string& text) {
+    return quarn::ParseU32(text, 0);
+}
+
+/// Fills the options from the command line. Returns the status to exit with, or -1 to go on.
+int ParseCommandLine(int argc, char** argv, Options& options) {
+    CLI::App app("A unit daemon of the example receiver: variables and sentences over TCP");
+    std::string listen = "127.0.0.1:7400";
+    std::string consoleMask = quarn::Debug::FormatMask(options.debug.consoleMask);
+    std::string logMask = quarn::Debug::FormatMask(options.debug.logMask);
+    std::vector<std::string> peers;
+    std::vector<std::string> mirror = {"audio.mute", "audio.gain-db", "rf.channel", "rf.frequency-khz"};
+    bool showMasks = false;
+    app.add_option("--name", options.unit.name, "The unit's name")->capture_default_str();
+    app.add_option("--listen", listen,
+                   "ADDRESS:PORT or PORT (then on loopback) to serve peers on; \"*:PORT\" is every interface")
+        ->capture_default_str();
+    app.add_option("--peer", peers, "HOST:PORT of a unit to connect to and mirror; may be repeated");
+    app.add_option("--mirror", mirror, "Pattern of the variables to mirror with them; may be repeated")
+        ->capture_default_str();
+    app.add_option("--max-peers", options.unit.maxPeers, "Connections to serve at a time")
+        ->capture_default_str();
+    app.add_option("--console-mask", consoleMask, "Debug categories for the console")->capture_default_str();
+    app.add_option("--log-mask", logMask, "Debug categories for the log")->capture_default_str();
+    app.add_option("--log-directory", options.logDirectory, "Keep log files in this folder (it must exist)");
+    app.add_option("--debug-level", options.debugLevel, "0 is quiet, 1 shows what the worker does")
+        ->capture_default_str();
+    app.add_flag("--source-location", options.debug.showSourceLocation,
+                 "Show the source line of each message");
+    app.add_flag("--masks", showMasks, "List the debug categories and exit");
+    app.failure_message([](const CLI::App*, const CLI::Error& e) {
+        return std::string("quarn-unit: ") + e.what() + " (--help shows what there is)\n";
+    });
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : 2;
+    }
+    if (showMasks) {
+        quarn::Debug::Usage(stdout, "");
+        return 0;
+    }
+    options.unit.listen = unit::ParseListener(listen);
+    for (const std::string& peer : peers)
+        options.unit.links.push_back(unit::ParsePeer(peer));
+    options.unit.mirrorPatterns.assign(mirror.begin(), mirror.end());
+    options.debug.consoleMask = ParseMask(consoleMask);
+    options.debug.logMask = ParseMask(logMask);
+    return -1;
+}
+
+std::unique_ptr<quarn::Logger> OpenLog(const std::string& directory) {
+    if (directory.empty())
+        return nullptr;
+    if (access(directory.c_str(), W_OK | X_OK) != 0)
+        throw quarn::MonitorException("Cannot write log files to \"%s\": %s", directory.c_str(),
+                                      strerror(errno));
+    quarn::LoggerOptions options;
+    options.directory = directory;
+    return std::make_unique<quarn::Logger>(options);
+}
+
+/// Serves until the process is told to end (true) or the worker has ended by itself (false).
+bool Serve(const Options& options, const sigset_t& endSignals) {
+    quarn::Debuggable levels(nullptr);
+    levels.SetDebugLevel(options.debugLevel);
+    unit::Unit unit(&levels, options.unit, [] { kill(getpid(), SIGTERM); });
+    printf("%s listens on %s:%u\n", options.unit.name.c_str(), options.unit.listen.address.ToString().c_str(),
+           unit.GetPort());
+    unit.Start();
+    int signal = 0;
+    sigwait(&endSignals, &signal);
+    const bool toldToEnd = unit.GetStatus() == "running";
+    unit.Stop();
+    printf("%s ends\n", options.unit.name.c_str());
+    return toldToEnd;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    // Blocked before there are threads, so that only this thread takes them.
+    sigset_t endSignals;
+    sigemptyset(&endSignals);
+    sigaddset(&endSignals, SIGTERM);
+    sigaddset(&endSignals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
+    try {
+        Options options;
+        const int status = ParseCommandLine(argc, argv, options);
+        if (status >= 0)
+            return status;
+        const std::unique_ptr<quarn::Logger> logger = OpenLog(options.logDirectory);
+        quarn::Debug debug(options.debug, logger.get());
+        debug.SetAsDefault();
+        return Serve(options, endSignals) ? 0 : 1;
+    } catch (const quarn::MonitorException& e) {
+        fprintf(stderr, "quarn-unit: %s\n", e.Description().c_str());
+        return 1;
+    }
+}

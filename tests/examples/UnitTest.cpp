@@ -1,0 +1,274 @@
+#include <quarn/CRC16.h>
+#include <quarn/LocalTime.h>
+#include <quarn/MonitorException.h>
+#include <quarn/Sentence.h>
+#include <quarn/SentenceDetails.h>
+#include <quarn/Variable.h>
+#include <quarn/VariableDetails.h>
+
+#include "ctl/UnitClient.h"
+#include "support/DebugCapture.h"
+#include "support/ThrownMessage.h"
+#include "unit/Unit.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <stdio.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <random>
+
+namespace unit {
+namespace {
+
+using quarn::VariantValue;
+using quarn::test::DebugCapture;
+using quarn::test::ThrownMessage;
+
+constexpr int DEADLINE_MS = 10000;
+
+/// A unit that runs from construction to destruction.
+struct RunningUnit {
+    explicit RunningUnit(const std::vector<Endpoint>& links = {}, const Endpoint& listen = ParseListener("0"),
+                         size_t maxPeers = 8)
+        : unit(nullptr, Options(links, listen, maxPeers), [] {}) {
+        unit.Start();
+    }
+    ~RunningUnit() { unit.Stop(); }
+
+    static UnitOptions Options(const std::vector<Endpoint>& links, const Endpoint& listen, size_t maxPeers) {
+        UnitOptions options;
+        options.listen = listen;
+        options.links = links;
+        options.mirrorPatterns = {"audio.*"};
+        options.maxPeers = maxPeers;
+        return options;
+    }
+    Endpoint Address() const { return {quarn::IPAddress(std::string("127.0.0.1")), unit.GetPort()}; }
+
+    Unit unit;
+};
+
+std::string Ask(UnitClient& client, const std::string& key) {
+    client.Say(QUERY, {VariantValue(key)});
+    std::string text = "(no answer)";
+    for (;;) {
+        const auto sentence = client.Receive(DEADLINE_MS);
+        if (sentence && sentence->GetDetails().GetTag() == VALUE)
+            text = sentence->Word(2).As<std::string>();
+        if (sentence && sentence->GetDetails().GetTag() == DONE)
+            return text;
+    }
+}
+
+void Set(UnitClient& client, const std::string& key, const std::string& text) {
+    const quarn::VariableDetails& variable = client.Dictionary().Find(key);
+    client.Set(variable, VariantValue(variable.GetType(), text));
+}
+
+bool Becomes(UnitClient& client, const std::string& key, const std::string& text) {
+    const uint64_t start = quarn::Tick();
+    while (Ask(client, key) != text)
+        if (quarn::MillisecondsSince(start) > DEADLINE_MS)
+            return false;
+    return true;
+}
+
+/// A plain socket that says whatever a test wants it to.
+class Stranger {
+public:
+    explicit Stranger(const Endpoint& unit) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(unit.port);
+        address.sin_addr = unit.address.ToInAddr();
+        if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+            throw quarn::MonitorException("a stranger cannot connect");
+    }
+    ~Stranger() { close(fd_); }
+    Stranger(const Stranger&) = delete;
+    Stranger& operator=(const Stranger&) = delete;
+
+    /// Sends for as long as the unit takes it, and gives up when it does not for a while.
+    void Send(const std::string& bytes, size_t times = 1) const {
+        for (; times > 0; --times)
+            for (size_t sent = 0; sent < bytes.size();) {
+                pollfd writable{fd_, POLLOUT, 0};
+                if (poll(&writable, 1, 200) <= 0)
+                    return;
+                const ssize_t n =
+                    send(fd_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+                if (n <= 0)
+                    return;
+                sent += static_cast<size_t>(n);
+            }
+    }
+    bool IsClosedByUnit() const {
+        pollfd readable{fd_, POLLIN, 0};
+        char byte;
+        return poll(&readable, 1, DEADLINE_MS) > 0 && recv(fd_, &byte, 1, MSG_DONTWAIT) <= 0;
+    }
+
+private:
+    int fd_;
+};
+
+std::string Garbage(size_t length) {
+    std::mt19937 random(20);
+    std::string bytes(length, '\0');
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
+    return bytes;
+}
+
+/// A good header of a message of nearly 4 GiB.
+std::string Giant() {
+    std::string header("\xA6\xFF\xFF\xFF\xF0\x00\x03\x00\x01", 9);
+    const uint16_t crc =
+        quarn::CRC16::Compute(0, reinterpret_cast<const uint8_t*>(header.data()), header.size());
+    header += static_cast<char>(crc >> 8);
+    header += static_cast<char>(crc);
+    return header;
+}
+
+std::string QueryEverything() {
+    const UnitGrammar grammar;
+    const quarn::OutgoingMessage query(*grammar.Find(QUERY, true), {VariantValue("*")});
+    return std::string(reinterpret_cast<const char*>(query.Sync()), query.Bytes());
+}
+
+size_t OpenDescriptors() {
+    const std::filesystem::directory_iterator list("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(list), end(list)));
+}
+
+size_t ResidentKiB() {
+    size_t pages = 0;
+    FILE* file = fopen("/proc/self/statm", "re");
+    if (file && fscanf(file, "%*u %zu", &pages) != 1)
+        pages = 0;
+    if (file)
+        fclose(file);
+    return pages * 4;
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr size_t ALLOWED_GROWTH_KIB = 1 << 20;  // the sanitizer's own memory
+#else
+constexpr size_t ALLOWED_GROWTH_KIB = 8192;
+#endif
+
+TEST(UnitTest, SetsTellsAndRefuses) {
+    DebugCapture debug;
+    RunningUnit unit;
+    UnitClient client(unit.Address(), 2000);
+    UnitClient watcher(unit.Address(), 2000);
+    watcher.Say(SUBSCRIBE, {VariantValue(std::vector<std::string>{"rf.pairing-code", "audio.out*"})});
+    for (const char* key : {"rf.pairing-code", "audio.outputs"}) {
+        ASSERT_EQ(watcher.Receive(DEADLINE_MS), nullptr);
+        EXPECT_EQ(watcher.Received().ToVariable(watcher.Dictionary()).GetDetails().GetKey(), key);
+    }
+
+    Set(client, "audio.gain-db", "-3");  // the watcher did not ask for it
+    Set(client, "audio.outputs", "main \"front left\"");
+    ASSERT_EQ(watcher.Receive(DEADLINE_MS), nullptr);
+    EXPECT_EQ(watcher.Received().ToVariable(watcher.Dictionary()).GetValue().ToString(), "main front left");
+    EXPECT_EQ(Ask(client, "audio.gain-db"), "-3.000000");
+
+    const std::string refused = "The unit at " + unit.Address().ToString() + " refused: ";
+    const auto answerTo = [&](auto&& say) {
+        return ThrownMessage([&] {
+            say();
+            client.Receive(DEADLINE_MS);
+        });
+    };
+    EXPECT_EQ(answerTo([&] { Set(client, "rf.rssi-dbm", "1"); }),
+              refused + "rf.rssi-dbm: Attempted to set unsettable variant reference");
+    const quarn::VariableDictionary foreign("foreign");
+    EXPECT_EQ(answerTo([&] {
+                  client.Set(quarn::VariableDetails(99, "x", foreign, quarn::VariantType::UINT8), uint8_t{1});
+              }),
+              refused + "0x00000063: there is no such variable");
+    EXPECT_EQ(answerTo([&] {
+                  client.Set(quarn::VariableDetails(RF_CHANNEL, "x", foreign, quarn::VariantType::UINT16),
+                             uint16_t{1});
+              }),
+              refused + "rf.channel: Blob of type UINT8 should contain 1 bytes; have 2");
+    EXPECT_EQ(answerTo([&] { client.Say(SUBSCRIBE, {}); }),
+              refused + "subscribe: Message contained only 0 of 1 word(s)");
+}
+
+TEST(UnitTest, BadPeersCostNothingButTheirOwnConnection) {
+    DebugCapture debug(0);
+    RunningUnit unit;
+    UnitClient honest(unit.Address(), 2000);
+    Set(honest, "audio.gain-db", "1");
+    ASSERT_EQ(Ask(honest, "audio.gain-db"), "1.000000");
+    const size_t descriptors = OpenDescriptors();
+    const size_t resident = ResidentKiB();
+    {
+        const Stranger garbler(unit.Address());
+        const Stranger halfway(unit.Address());
+        const Stranger giant(unit.Address());
+        const Stranger neverReads(unit.Address());
+        halfway.Send(QueryEverything().substr(0, 12));
+        giant.Send(Giant());
+        for (int round = 0; round < 8; ++round) {
+            garbler.Send(Garbage(100000));
+            giant.Send(std::string(100000, '\0'));
+            neverReads.Send(QueryEverything(), 1500);
+            Set(honest, "audio.delay-samples", std::to_string(round));
+            ASSERT_EQ(Ask(honest, "audio.delay-samples"), std::to_string(round));
+        }
+        EXPECT_LT(ResidentKiB(), resident + ALLOWED_GROWTH_KIB);
+    }
+    const uint64_t start = quarn::Tick();
+    while (OpenDescriptors() != descriptors && quarn::MillisecondsSince(start) < DEADLINE_MS)
+        Ask(honest, "audio.delay-samples");
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+    EXPECT_EQ(Ask(honest, "audio.gain-db"), "1.000000");
+}
+
+TEST(UnitTest, TurnsAwayMorePeersThanItWants) {
+    DebugCapture debug;
+    RunningUnit unit({}, ParseListener("0"), 2);
+    UnitClient first(unit.Address(), 2000);
+    UnitClient second(unit.Address(), 2000);
+    ASSERT_EQ(Ask(first, "rf.channel"), "1");
+    ASSERT_EQ(Ask(second, "rf.channel"), "1");
+    EXPECT_TRUE(Stranger(unit.Address()).IsClosedByUnit());
+    EXPECT_EQ(debug.CountContaining("2 peers are enough"), 1U);
+    EXPECT_EQ(Ask(first, "rf.channel"), "1");
+}
+
+TEST(UnitTest, MirrorsBothWaysAndFindsItsPeerAgain) {
+    DebugCapture debug(0);
+    auto hub = std::make_unique<RunningUnit>();
+    const Endpoint address = hub->Address();
+    auto atHub = std::make_unique<UnitClient>(address, 2000);
+    Set(*atHub, "audio.mute", "true");
+    RunningUnit leaf({address});
+    UnitClient atLeaf(leaf.Address(), 2000);
+    EXPECT_TRUE(Becomes(atLeaf, "audio.mute", "1"));
+    Set(atLeaf, "audio.gain-db", "7");
+    EXPECT_TRUE(Becomes(*atHub, "audio.gain-db", "7.000000"));
+    Set(*atHub, "rf.channel", "9");  // not mirrored
+    Set(*atHub, "audio.gain-db", "8");
+    EXPECT_TRUE(Becomes(atLeaf, "audio.gain-db", "8.000000"));
+    EXPECT_EQ(Ask(atLeaf, "rf.channel"), "1");
+
+    atHub.reset();
+    hub.reset();
+    hub = std::make_unique<RunningUnit>(std::vector<Endpoint>{}, address);
+    EXPECT_TRUE(Becomes(atLeaf, "audio.mute", "0"));  // the hub's word, with its start values
+    Set(atLeaf, "audio.delay-samples", "5");
+    UnitClient again(address, 2000);
+    EXPECT_TRUE(Becomes(again, "audio.delay-samples", "5"));
+}
+
+}  // namespace
+}  // namespace unit
