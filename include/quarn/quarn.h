@@ -22,6 +22,9 @@
 #include <quarn/Parse.h>
 #include <quarn/PermanentCondition.h>
 #include <quarn/RecurringEvent.h>
+#include <quarn/SLIPConstants.h>
+#include <quarn/SLIPDecoder.h>
+#include <quarn/SLIPEncoder.h>
 #include <quarn/Sentence.h>
 #include <quarn/SentenceDetails.h>
 #include <quarn/SentenceGrammar.h>

@@ -8,7 +8,8 @@ import sys
 ROOMS = ["foundation", "values", "messages", "workers", "connections", "storage", "devices", "services"]
 # Public headers without a source file of their own.
 HEADER_ONLY = {"Attributes": "foundation", "Parse": "values", "VariantType": "values", "Variable": "messages",
-               "TCPConnectionReceiver": "connections", "BulkTransferStatus": "services"}
+               "TCPConnectionReceiver": "connections", "BulkTransferStatus": "services",
+               "SLIPConstants": "messages"}
 
 root = pathlib.Path(sys.argv[1])
 offences = []

@@ -1,0 +1,161 @@
+#include <quarn/SLIPDecoder.h>
+#include <quarn/SLIPEncoder.h>
+
+#include "support/DebugCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace quarn {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+std::vector<Bytes> GetAll(SLIPDecoder& decoder) {
+    std::vector<Bytes> messages;
+    for (Bytes message; decoder.Get(message);)
+        messages.push_back(message);
+    return messages;
+}
+
+TEST(SLIPDecoderTest, CutsFramesOut) {
+    const struct {
+        Bytes stream;
+        std::vector<Bytes> frames;
+        size_t left;  // bytes that wait afterwards
+    } cases[] = {
+        {{0xC0, 0xC0, 0x41, 0xC0}, {{0x41}}, 0},
+        {{0x41, 0xDB, 0xDC, 0xC0}, {{0x41, 0xC0}}, 0},
+        {{0xDB, 0xDD, 0xC0, 0xC0, 0xDC, 0xC0}, {{0xDB}, {0xDC}}, 0},
+        {{0xDB, 0x55, 0xC0}, {{0x55}}, 0},
+        // An escaped END or ESC is data, however malformed.
+        {{0xDB, 0xC0, 0xC0, 0xDB, 0xDB, 0xDC, 0xC0}, {{0xC0}, {0xDB, 0xDC}}, 0},
+        {{0x41, 0xC0, 0x42, 0xDB}, {{0x41}}, 2},
+        {{0x41, 0xC0, 0xC0, 0xC0}, {{0x41}}, 2},
+        {{0xDB, 0xC0}, {}, 2},
+        {{1, 2, 3, 4, 5, 6, 7, 8, 9, 0xC0, 1, 2, 3, 4, 5, 6, 7, 0xC0},
+         {{1, 2, 3, 4, 5, 6, 7, 8, 9}, {1, 2, 3, 4, 5, 6, 7}},
+         0},
+    };
+    for (const auto& c : cases) {
+        SLIPDecoder whole("link", 0);
+        EXPECT_EQ(whole.Write(c.stream), c.stream.size());
+        EXPECT_EQ(GetAll(whole), c.frames);
+        EXPECT_EQ(whole.Write({}), c.left);
+
+        SLIPDecoder piecewise("link", 0);
+        std::vector<Bytes> frames;
+        for (const uint8_t byte : c.stream) {
+            piecewise.Write({byte});
+            for (Bytes& frame : GetAll(piecewise))
+                frames.push_back(frame);
+        }
+        EXPECT_EQ(frames, c.frames);
+        EXPECT_EQ(piecewise.Write({}), c.left);
+    }
+}
+
+TEST(SLIPDecoderTest, LeavesTheMessageAloneUntilThereIsOne) {
+    SLIPDecoder decoder("link", 0);
+    Bytes message = {7};
+    decoder.Write({0x41});
+    EXPECT_FALSE(decoder.Get(message));
+    EXPECT_EQ(message, Bytes{7});
+}
+
+TEST(SLIPDecoderTest, TakesWordsMostSignificantByteFirst) {
+    const volatile uint32_t words[] = {0x11223344, 0x55C066DB, 0xDDC0C0C0};
+    SLIPDecoder decoder("link", 12);
+    EXPECT_EQ(decoder.WriteFromMemoryMapping(words, 3), 12u);
+    EXPECT_EQ(GetAll(decoder), (std::vector<Bytes>{{0x11, 0x22, 0x33, 0x44, 0x55}, {0x66, 0xDB}}));
+}
+
+TEST(SLIPDecoderTest, DropsEverythingAboveTheLimit) {
+    test::DebugCapture debug;
+    const volatile uint32_t word = 0x41424344;
+    SLIPDecoder decoder("link", 8);
+    EXPECT_EQ(decoder.Write({0x01, 0xC0, 0x02, 0xC0, 0x03, 0x04, 0xC0, 0xDB}), 8u);
+    Bytes message;
+    EXPECT_TRUE(decoder.Get(message));  // what was handed out does not count
+    EXPECT_EQ(decoder.Write({0x05, 0x06}), 8u);
+    EXPECT_EQ(decoder.WriteFromMemoryMapping(&word, 1), 0u);
+    EXPECT_EQ(decoder.Write({0x07, 0xC0}), 2u);
+    EXPECT_EQ(GetAll(decoder), std::vector<Bytes>{{0x07}});
+    EXPECT_EQ(decoder.Write(Bytes(9)), 0u);
+    // A frame of which a part has been decoded already leaves nothing behind.
+    decoder.Write({0x01, 0x02, 0x03});
+    EXPECT_FALSE(decoder.Get(message));
+    EXPECT_EQ(decoder.Write(Bytes(6)), 0u);
+    decoder.Write({0x08, 0xC0});
+    EXPECT_EQ(GetAll(decoder), std::vector<Bytes>{{0x08}});
+
+    SLIPDecoder standard("standard", 0);
+    EXPECT_EQ(standard.Write(Bytes(262144)), 262144u);
+    EXPECT_EQ(standard.Write({1}), 0u);
+    EXPECT_EQ(debug.Lines(),
+              (std::vector<std::string>{
+                  "SLIP Backlog for \"link\" reached 12 bytes; clearing (traffic lost).",
+                  "SLIP Backlog for \"link\" reached 9 bytes; clearing (traffic lost).",
+                  "SLIP Backlog for \"link\" reached 9 bytes; clearing (traffic lost).",
+                  "SLIP Backlog for \"standard\" reached 262145 bytes; clearing (traffic lost)."}));
+}
+
+TEST(SLIPDecoderTest, GivesBackWhatTheEncoderFramed) {
+    std::mt19937 random(1);
+    const uint8_t bytes[] = {0xC0, 0xDB, 0xDC, 0xDD, 0x00, 0xBF};
+    SLIPEncoder encoder("link", 0);
+    SLIPDecoder decoder("link", 0);
+    std::vector<Bytes> sent, received;
+    Bytes stream, piece;
+    for (int i = 0; i < 2000; ++i) {
+        Bytes message(1 + random() % 40);
+        for (uint8_t& byte : message)
+            byte = random() % 4 != 0 ? static_cast<uint8_t>(random()) : bytes[random() % sizeof bytes];
+        encoder.Put(message);
+        sent.push_back(message);
+        encoder.Read(piece);
+        stream.insert(stream.end(), piece.begin(), piece.end());
+    }
+    for (size_t at = 0; at < stream.size(); at += piece.size()) {
+        const size_t length = std::min<size_t>(random() % 100, stream.size() - at);
+        piece.assign(stream.begin() + static_cast<ptrdiff_t>(at),
+                     stream.begin() + static_cast<ptrdiff_t>(at + length));
+        decoder.Write(piece);
+        for (Bytes& message : GetAll(decoder))
+            received.push_back(message);
+    }
+    EXPECT_EQ(received, sent);
+}
+
+// Each takes milliseconds; minutes, or at least many seconds, if a byte cost more the more bytes wait.
+TEST(SLIPDecoderTest, TakesLinearTime) {
+    const auto start = std::chrono::steady_clock::now();
+    SLIPDecoder slow("slow", 0);
+    Bytes message;
+    for (int i = 0; i < 262143; ++i) {
+        slow.Write({0x41});
+        ASSERT_FALSE(slow.Get(message));
+    }
+    slow.Write({0xC0});
+    EXPECT_TRUE(slow.Get(message));
+    EXPECT_EQ(message, Bytes(262143, 0x41));
+
+    const size_t frames = 300000;
+    SLIPDecoder crowded("crowded", 2 * frames);
+    Bytes stream(2 * frames, 0x41);
+    for (size_t i = 1; i < stream.size(); i += 2)
+        stream[i] = 0xC0;
+    crowded.Write(stream);
+    size_t count = 0;
+    while (crowded.Get(message))
+        ++count;
+    EXPECT_EQ(count, frames);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+}
+
+}  // namespace
+}  // namespace quarn

@@ -1,0 +1,63 @@
+#include <quarn/SLIPEncoder.h>
+
+#include "support/DebugCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace quarn {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+TEST(SLIPEncoderTest, FramesMessages) {
+    const struct {
+        Bytes message;
+        Bytes framed;
+    } cases[] = {
+        {{}, {0xC0}},
+        {{0x01, 0xC0, 0xDB, 0x02}, {0x01, 0xDB, 0xDC, 0xDB, 0xDD, 0x02, 0xC0}},
+        {{0xDC, 0xDD}, {0xDC, 0xDD, 0xC0}},
+        {{0xC0}, {0xDB, 0xDC, 0xC0}},
+        // Special bytes at the end of eight that have none, and at the start of eight.
+        {{1, 2, 3, 4, 5, 6, 7, 8, 0xDB, 9}, {1, 2, 3, 4, 5, 6, 7, 8, 0xDB, 0xDD, 9, 0xC0}},
+        {{0xBF, 0xC1, 0xDA, 5, 6, 7, 8, 0xC0}, {0xBF, 0xC1, 0xDA, 5, 6, 7, 8, 0xDB, 0xDC, 0xC0}},
+    };
+    SLIPEncoder encoder("link", 0);
+    Bytes all;
+    for (const auto& c : cases) {
+        all.insert(all.end(), c.framed.begin(), c.framed.end());
+        EXPECT_EQ(encoder.Put(c.message), all.size());
+    }
+    Bytes out = {0x55};
+    encoder.Read(out);
+    EXPECT_EQ(out, all);
+    encoder.Read(out);
+    EXPECT_EQ(out, Bytes());
+}
+
+TEST(SLIPEncoderTest, DropsEverythingAboveTheLimit) {
+    test::DebugCapture debug;
+    const struct {
+        size_t limit;
+        size_t kept;  // bytes of the longest message that fits
+    } cases[] = {{8, 7}, {0, 262143}};
+    std::vector<std::string> expected;
+    for (const auto& c : cases) {
+        SLIPEncoder encoder("li%sk", c.limit);
+        EXPECT_EQ(encoder.Put(Bytes(c.kept, 0x41)), c.kept + 1);
+        EXPECT_EQ(encoder.Put({0xC0}), 0u);
+        expected.push_back("SLIP Backlog for \"li%sk\" reached " + std::to_string(c.kept + 4) +
+                           " bytes; clearing (traffic l st).");
+        EXPECT_EQ(encoder.Put({0x42}), 2u);
+        Bytes out;
+        encoder.Read(out);
+        EXPECT_EQ(out, (Bytes{0x42, 0xC0}));
+    }
+    EXPECT_EQ(debug.Lines(), expected);
+}
+
+}  // namespace
+}  // namespace quarn
