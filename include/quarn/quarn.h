@@ -16,6 +16,8 @@
 #include <quarn/LocalTime.h>
 #include <quarn/Logger.h>
 #include <quarn/MessageTerminal.h>
+#include <quarn/MicrosecondClock.h>
+#include <quarn/MicrosecondClockSoftware.h>
 #include <quarn/MonitorException.h>
 #include <quarn/NamedLock.h>
 #include <quarn/OutgoingMessage.h>
@@ -28,9 +30,12 @@
 #include <quarn/Sentence.h>
 #include <quarn/SentenceDetails.h>
 #include <quarn/SentenceGrammar.h>
+#include <quarn/SettableMicrosecondClock.h>
 #include <quarn/SimpleLog.h>
 #include <quarn/SimplePrint.h>
 #include <quarn/SocketUtilities.h>
+#include <quarn/SyncedClockClient.h>
+#include <quarn/SyncedClockServer.h>
 #include <quarn/TCPConnection.h>
 #include <quarn/TCPConnectionReceiver.h>
 #include <quarn/TCPListener.h>

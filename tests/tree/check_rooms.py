@@ -9,7 +9,7 @@ ROOMS = ["foundation", "values", "messages", "workers", "connections", "storage"
 # Public headers without a source file of their own.
 HEADER_ONLY = {"Attributes": "foundation", "Parse": "values", "VariantType": "values", "Variable": "messages",
                "TCPConnectionReceiver": "connections", "BulkTransferStatus": "services",
-               "SLIPConstants": "messages"}
+               "SLIPConstants": "messages", "MicrosecondClock": "devices", "SettableMicrosecondClock": "devices"}
 
 root = pathlib.Path(sys.argv[1])
 offences = []

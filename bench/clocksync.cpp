@@ -1,0 +1,225 @@
+// Clock synchronisation: how well it keeps a client's clock, and what an exchange costs the client.
+//
+// clocksync/offset/... runs the protocol's own code in simulated time, two minutes of exchanges with ten
+// seeds each, against a server with the true time. A datagram takes up to the given number of microseconds
+// each way, any of them being as likely as another, and the client's clock runs fast by the given parts per
+// million. Every millisecond the distance of the client's clock from the server's is taken; the counters tell
+// the median, the 99th percentile and the worst, in microseconds, and "free" how far a clock that nobody sets
+// is off at the end.
+//
+// clocksync/exchange/... exchanges datagrams over the loopback interface with a real server in another
+// thread. CPU time is that of the client's thread alone. "raw" makes the same system calls and nothing else.
+
+#include <quarn/LocalTime.h>
+#include <quarn/MicrosecondClockSoftware.h>
+#include <quarn/MonitorException.h>
+#include <quarn/SyncedClockServer.h>
+
+#include "PinnedMain.h"
+#include "connections/SocketAddress.h"
+#include "services/ClockExchange.h"
+#include "services/ClockSocket.h"
+
+#include <benchmark/benchmark.h>
+
+#include <errno.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+namespace {
+
+using namespace quarn;
+
+const IPAddress LOOPBACK(std::string("127.0.0.1"));
+constexpr uint16_t PORT = 5010;
+constexpr int64_t NS_PER_MS = 1000000;
+constexpr int64_t SIMULATED_NS = 120000 * NS_PER_MS;
+
+// The world of one server and one client, with its true time in nanoseconds.
+class World final : public ClockLink, public MicrosecondClock {
+public:
+    World(uint32_t seed, int64_t maxDelayUs, int64_t driftPpm)
+        : random_(seed), delayNs_(0, maxDelayUs * 1000), driftPpm_(driftPpm) {}
+
+    // The server's clock. Its counter is about to wrap.
+    uint32_t GetMicrosecondClock() const override { return MicrosecondsAt(serverAsked_); }
+    uint32_t ServerClock() const { return MicrosecondsAt(now_); }
+    // What the client's crystal makes of the time.
+    uint64_t Now() override { return uint64_t(now_ + now_ / 1000000 * driftPpm_) / 1000; }
+
+    ssize_t Send(const ClockPacket::Bytes& bytes) override {
+        reply_ = bytes;
+        serverAsked_ = now_ + delayNs_(random_);
+        AnswerTimeRequest(reply_, ssize_t(reply_.size()), *this);
+        replyArrives_ = serverAsked_ + delayNs_(random_);
+        return ssize_t(bytes.size());
+    }
+    int Wait(uint32_t milliseconds) override {
+        const int64_t limit = now_ + milliseconds * NS_PER_MS;
+        now_ = replyArrives_ != 0 ? std::clamp(replyArrives_, now_, limit) : limit;
+        return replyArrives_ != 0 && replyArrives_ <= now_;
+    }
+    ssize_t Receive(ClockPacket::Bytes& bytes, IPAddress& from, uint16_t& fromPort) override {
+        if (replyArrives_ == 0 || replyArrives_ > now_) {
+            errno = EAGAIN;
+            return -1;
+        }
+        bytes = reply_;
+        from = LOOPBACK;
+        fromPort = PORT;
+        replyArrives_ = 0;
+        return ssize_t(bytes.size());
+    }
+
+    void Advance(int64_t ns) { now_ += ns; }
+    bool Goes() const { return now_ < SIMULATED_NS; }
+
+private:
+    static uint32_t MicrosecondsAt(int64_t ns) { return uint32_t(ns / 1000) - 1000000; }
+
+    std::mt19937 random_;
+    std::uniform_int_distribution<int64_t> delayNs_;
+    const int64_t driftPpm_;
+    int64_t now_ = NS_PER_MS;
+    int64_t serverAsked_ = 0;
+    int64_t replyArrives_ = 0;  // 0 for none under way
+    ClockPacket::Bytes reply_ = {};
+};
+
+struct ClientClock final : SettableMicrosecondClock {
+    explicit ClientClock(World& w) : world(w) {}
+    uint32_t GetMicrosecondClock() const override { return uint32_t(world.Now()) + adjustment; }
+    uint32_t SetMicrosecondClock(uint32_t time) override {
+        const uint32_t before = GetMicrosecondClock();
+        adjustment = time - uint32_t(world.Now());
+        return before;
+    }
+    uint32_t GetAdjustment() const override { return adjustment; }
+
+    World& world;
+    uint32_t adjustment = 0;
+};
+
+void Simulate(World& world, std::vector<uint32_t>& offsets) {
+    ClientClock clock(world);
+    ClockExchange exchange(world, LOOPBACK, PORT, clock);
+    while (world.Goes()) {
+        exchange.DiscardLateReplies();
+        exchange.Run();
+        for (int32_t left = ClockPollInterval(rand()); left > 0; --left) {
+            offsets.push_back(uint32_t(abs(int32_t(clock.GetMicrosecondClock() - world.ServerClock()))));
+            world.Advance(NS_PER_MS);
+        }
+    }
+}
+
+void CountOffsets(benchmark::State& state, std::vector<uint32_t>& offsets) {
+    std::sort(offsets.begin(), offsets.end());
+    state.counters["median"] = offsets[offsets.size() / 2];
+    state.counters["99%"] = offsets[offsets.size() / 100 * 99];
+    state.counters["worst"] = offsets.back();
+}
+
+void Offset(benchmark::State& state) {
+    std::vector<uint32_t> offsets;
+    for (auto _ : state) {
+        offsets.clear();
+        srand(1);
+        for (uint32_t seed = 1; seed <= 10; ++seed) {
+            World world(seed, state.range(0), state.range(1));
+            Simulate(world, offsets);
+        }
+    }
+    CountOffsets(state, offsets);
+    state.counters["free"] = double(SIMULATED_NS) / 1e9 * double(state.range(1));
+}
+
+// A real server and the client's side of it.
+struct Loopback {
+    Loopback() {
+        socket.Open();
+        socket.Bind(LOOPBACK, 0);
+    }
+
+    MicrosecondClockSoftware serverClock, clientClock;
+    SyncedClockServer server{nullptr, LOOPBACK, 0, serverClock};
+    ClockSocket socket;
+    ClockSocketLink link{socket, LOOPBACK, server.GetPort()};
+    ClockExchange exchange{link, LOOPBACK, server.GetPort(), clientClock};
+};
+
+// False when a busy machine made the answer late.
+bool Succeeds(ClockExchange& exchange) {
+    try {
+        exchange.DiscardLateReplies();
+        exchange.Run();
+        return true;
+    } catch (const MonitorException&) {
+        return false;
+    }
+}
+
+void Exchange(benchmark::State& state) {
+    Loopback loopback;
+    size_t late = 0;
+    for (auto _ : state)
+        late += !Succeeds(loopback.exchange);
+    state.counters["late"] = double(late);
+}
+
+void LoopbackOffset(benchmark::State& state) {
+    Loopback loopback;
+    std::vector<uint32_t> offsets;
+    for (auto _ : state) {
+        if (!Succeeds(loopback.exchange))
+            continue;
+        const uint32_t ahead = loopback.clientClock.GetAdjustment() - loopback.serverClock.GetAdjustment();
+        offsets.push_back(uint32_t(abs(int32_t(ahead))));
+    }
+    CountOffsets(state, offsets);
+}
+
+void RawExchange(benchmark::State& state) {
+    Loopback loopback;
+    const int fd = loopback.socket.Get();
+    const sockaddr_in to = MakeSocketAddress(LOOPBACK, loopback.server.GetPort());
+    const uint8_t request[8] = {'S', 'C'};
+    uint8_t reply[8];
+    pollfd waiting = {fd, POLLIN, 0};
+    sockaddr_in from;
+    for (auto _ : state) {
+        socklen_t length = sizeof from;
+        recvfrom(fd, reply, sizeof reply, MSG_TRUNC, reinterpret_cast<sockaddr*>(&from), &length);
+        benchmark::DoNotOptimize(Tick());
+        if (sendto(fd, request, sizeof request, MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&to),
+                   sizeof to) != 8)
+            state.SkipWithError("sendto");
+        poll(&waiting, 1, 10);
+        benchmark::DoNotOptimize(Tick());
+        length = sizeof from;
+        if (recvfrom(fd, reply, sizeof reply, MSG_TRUNC, reinterpret_cast<sockaddr*>(&from), &length) != 8)
+            state.SkipWithError("recvfrom");
+    }
+}
+
+BENCHMARK(Offset)
+    ->Name("clocksync/offset/quarn")
+    ->ArgNames({"delay_us", "drift_ppm"})
+    ->Args({2000, 50})
+    ->Args({2000, 0})
+    ->Args({200, 50})
+    ->Args({0, 50})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(LoopbackOffset)->Name("clocksync/loopback/quarn")->Iterations(20000);
+BENCHMARK(Exchange)->Name("clocksync/exchange/quarn");
+BENCHMARK(RawExchange)->Name("clocksync/exchange/raw");
+
+}  // namespace
+
+QUARN_PINNED_BENCHMARK_MAIN()
