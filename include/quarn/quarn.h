@@ -51,6 +51,7 @@
 #include <quarn/VariantReference.h>
 #include <quarn/VariantType.h>
 #include <quarn/VariantValue.h>
+#include <quarn/WatchdogProxy.h>
 #include <quarn/Wildcard.h>
 #include <quarn/Worker.h>
 #include <quarn/WorkerLock.h>
