@@ -23,6 +23,7 @@
 #include <quarn/OutgoingMessage.h>
 #include <quarn/Parse.h>
 #include <quarn/PermanentCondition.h>
+#include <quarn/PersistentStorage.h>
 #include <quarn/RecurringEvent.h>
 #include <quarn/SLIPConstants.h>
 #include <quarn/SLIPDecoder.h>

@@ -1,0 +1,232 @@
+#include <quarn/CRC32.h>
+#include <quarn/MonitorException.h>
+#include <quarn/VariantValue.h>
+
+#include "storage/AllocationWatch.h"
+#include "storage/StorageFixture.h"
+#include "support/DebugCapture.h"
+#include "support/FakeDeviceIO.h"
+#include "support/TempDirectory.h"
+#include "support/ThrownMessage.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <errno.h>
+
+#include <random>
+
+namespace quarn {
+namespace {
+
+using test::Call;
+using test::FakeDeviceIO;
+using test::kNothing;
+using test::Loaded;
+using test::Settings;
+using test::ThrownMessage;
+using testing::ElementsAre;
+
+constexpr size_t kBlock = 256;
+
+uint32_t LoadedFrom(FakeDeviceIO& io, const std::string& path = "/e") {
+    PersistentStorage storage("test", kBlock, 1, io);
+    storage.AddEEPROM(path);
+    return Loaded(storage);
+}
+
+TEST(PersistentStorage, KeepsVariablesInARealFile) {
+    const test::TempDirectory directory;
+    PersistentStorage storage("state", 0, 1);
+    storage.AddFile(directory.File("state"));
+    Settings settings(12);
+    test::DebugCapture capture;
+    EXPECT_FALSE(storage.Load(settings.index, 0));
+    storage.Save(settings.index, 0);
+    settings.Set(13);
+    storage.Save(settings.index, 0);
+    EXPECT_EQ(Loaded(storage), 13u);
+    const std::string path = directory.File("state");
+    EXPECT_THAT(capture.Lines(),
+                ElementsAre("Could not open " + path + " for scanning: No such file or directory",
+                            "state: Found no valid persistent data",
+                            "Could not open " + path + " for scanning: No such file or directory",
+                            "state: Found no valid persistent data", path + ": wrote block 0 with stamp 0x1",
+                            path + ": wrote block 0 with stamp 0x2",
+                            path + ": 1 blocks; stamps range from 0x2 to 0x2",
+                            path + ": newest valid data are in block 0, with stamp 0x2",
+                            "state: Newest saved data has stamp 0x2"));
+}
+
+TEST(PersistentStorage, SavesWhatPassesTheFilterAndIsPersistent) {
+    FakeDeviceIO io;
+    io.AddEEPROM("/e", 2 * kBlock);
+    PersistentStorage storage("test", kBlock, 1, io);
+    EXPECT_EQ(storage.AddEEPROM("/e"), 2u);
+    const auto loadedAfterSave = [&](Settings& settings, uint32_t saved, uint32_t loaded) {
+        storage.Save(settings.index, saved);
+        uint32_t generation = 0;
+        std::string text = "unsaved";
+        VariableDictionary dictionary("settings");
+        VariableIndex index("settings", dictionary);
+        index.Add(1, &generation, 1);
+        index.Add(0x10001, &text, 2);
+        EXPECT_TRUE(storage.Load(index, loaded));
+        return std::to_string(generation) + " " + text;
+    };
+    Settings settings(29);  // its text: 70 times "d"
+    const std::string text(70, 'd');
+    EXPECT_EQ(loadedAfterSave(settings, 0, 0), "29 " + text);
+    EXPECT_EQ(loadedAfterSave(settings, 1, 0), "29 unsaved");
+    EXPECT_EQ(loadedAfterSave(settings, 0, 2), "0 " + text);
+    settings.index.MarkNonpersistent(0x10001);
+    EXPECT_EQ(loadedAfterSave(settings, 0, 0), "29 unsaved");
+    // A second registration of a marked tag is deliberately saved.
+    std::string other = "other";
+    EXPECT_THROW(settings.index.Add(0x10001, &other, 2), MonitorException);
+    EXPECT_EQ(loadedAfterSave(settings, 0, 0), "29 other");
+
+    // A failure of the index leaves storage and devices alone.
+    settings.index.Add(2, &other, 0);
+    const uint64_t writes = io.Count(Call::WRITE);
+    EXPECT_EQ(ThrownMessage([&] { storage.Save(settings.index, 0); }),
+              "No variable registered in dictionary settings for code 0x00000002");
+    EXPECT_EQ(io.Count(Call::WRITE), writes);
+}
+
+TEST(PersistentStorage, LoadsTheNewestOfAllDevicesAndSavesToEachThatCan) {
+    FakeDeviceIO io;
+    io.AddEEPROM("/e", 2 * kBlock);
+    const std::string flash = io.AddMTD("persist", 3 * kBlock, kBlock);
+    PersistentStorage storage("test", kBlock, 1, io);
+    storage.AddEEPROM("/e");
+    EXPECT_EQ(storage.AddMTD("persist"), 3u);
+    EXPECT_EQ(ThrownMessage([&] { storage.AddMTD("other"); }), "Could not find MTD device \"other\"");
+
+    storage.Save(Settings(1).index, 0);
+    EXPECT_EQ(io.Count(Call::SYNC), 1u);
+    io.Fail(Call::WRITE, EIO);
+    storage.Save(Settings(2).index, 0);  // reaches the flash only
+    EXPECT_EQ(Loaded(storage), 2u);
+    storage.Save(Settings(3).index, 0);
+    EXPECT_EQ(LoadedFrom(io), 3u);
+}
+
+TEST(PersistentStorage, LoadsTheDeviceAddedFirstOnEqualStamps) {
+    FakeDeviceIO io;
+    for (const uint32_t generation : {1, 2}) {
+        const std::string path = generation == 1 ? "/a" : "/b";
+        io.AddAbsentFile(path);
+        PersistentStorage storage("test", 0, 1, io);
+        storage.AddFile(path);
+        storage.Save(Settings(generation).index, 0);
+    }
+    for (const bool reversed : {false, true}) {
+        PersistentStorage storage("test", 0, 1, io);
+        storage.AddFile(reversed ? "/b" : "/a");
+        storage.AddFile(reversed ? "/a" : "/b");
+        EXPECT_EQ(Loaded(storage), reversed ? 2u : 1u);
+    }
+}
+
+TEST(PersistentStorage, HandsOverWhatTheSecondReadGives) {
+    FakeDeviceIO io;
+    io.AddEEPROM("/e", kBlock);
+    PersistentStorage storage("test", kBlock, 1, io);
+    storage.AddEEPROM("/e");
+    storage.Save(Settings(4).index, 0);
+    Settings settings(9);
+    io.Fail(Call::OPEN, EIO, 1, 2);
+    EXPECT_TRUE(storage.Load(settings.index, 0));
+    EXPECT_EQ(settings.Generation(), 9u);
+}
+
+TEST(PersistentStorage, WipesAndResets) {
+    FakeDeviceIO io;
+    io.AddEEPROM("/e", 2 * kBlock);
+    io.AddMTD("persist", 3 * kBlock, kBlock);
+    PersistentStorage storage("test", kBlock, 1, io);
+    storage.AddEEPROM("/e");
+    storage.AddMTD("persist");
+    storage.Save(Settings(1).index, 0);
+    EXPECT_EQ(storage.Wipe(), 5u);
+    {
+        test::DebugCapture capture;
+        storage.Save(Settings(2).index, 0);  // goes on where it was
+        EXPECT_TRUE(capture.Contains("/e: wrote block 1 with stamp 0x2"));
+    }
+    EXPECT_EQ(Loaded(storage), 2u);
+    storage.Reset();
+    EXPECT_EQ(Loaded(storage), kNothing);
+    EXPECT_EQ(storage.Wipe(), 0u);
+    EXPECT_EQ(LoadedFrom(io), 2u);
+}
+
+/// Two saved generations, 1 and 2, in the two blocks of a device.
+std::vector<uint8_t> TwoBlocks(FakeDeviceIO& io) {
+    io.AddEEPROM("/e", 2 * kBlock);
+    PersistentStorage storage("test", kBlock, 1, io);
+    storage.AddEEPROM("/e");
+    storage.Save(Settings(1).index, 0);
+    storage.Save(Settings(2).index, 0);
+    return io.Contents("/e");
+}
+
+TEST(PersistentStorage, SurvivesDamage) {
+    FakeDeviceIO io;
+    const std::vector<uint8_t> good = TwoBlocks(io);
+    std::mt19937 random(1);
+    const test::AllocationWatch watch;
+
+    // Any one bit: the newest block is intact or the one before it is loaded.
+    for (size_t bit = 0; bit < good.size() * 8; ++bit) {
+        std::vector<uint8_t> damaged = good;
+        damaged[bit / 8] ^= uint8_t(1 << bit % 8);
+        io.SetContents("/e", damaged);
+        const uint32_t found = LoadedFrom(io);
+        ASSERT_TRUE(found == 2 || (found == 1 && bit >= kBlock * 8)) << "bit " << bit << " gave " << found;
+    }
+    // A truncation.
+    for (size_t size = 0; size < good.size(); ++size) {
+        io.SetContents("/e", {good.begin(), good.begin() + long(size)});
+        const uint32_t found = LoadedFrom(io);
+        ASSERT_EQ(found, size < kBlock ? kNothing : 1u) << "size " << size;
+    }
+    // Equal stamps: both blocks are good, and one of them is loaded.
+    std::vector<uint8_t> equal = good;
+    std::copy_n(good.begin(), kBlock, equal.begin() + kBlock);
+    io.SetContents("/e", equal);
+    EXPECT_EQ(LoadedFrom(io), 1u);
+    // Random bytes, behind a valid magic number too.
+    for (int round = 0; round < 200; ++round) {
+        std::vector<uint8_t> noise(good.size());
+        for (uint8_t& byte : noise)
+            byte = uint8_t(random());
+        if (round % 2)
+            std::copy_n(good.begin(), 16, noise.begin());
+        io.SetContents("/e", noise);
+        ASSERT_EQ(LoadedFrom(io), kNothing);
+    }
+    EXPECT_LT(watch.Largest(), 8192u);
+}
+
+TEST(PersistentStorage, TakesNoMemoryForALengthThatCannotBe) {
+    FakeDeviceIO io;
+    std::vector<uint8_t> damaged = TwoBlocks(io);
+    uint8_t* const header = damaged.data() + kBlock;
+    const uint8_t length[8] = {0xF0, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0};
+    std::copy_n(length, 8, header + 16);
+    const uint32_t checksum = CRC32::Compute(0, header, 24);
+    for (int i = 0; i < 4; ++i)
+        header[20 + i] = uint8_t(checksum >> 8 * i);
+    io.SetContents("/e", damaged);
+    test::DebugCapture capture;
+    const test::AllocationWatch watch;
+    EXPECT_EQ(LoadedFrom(io), 1u);
+    EXPECT_LT(watch.Largest(), 8192u);
+    EXPECT_TRUE(capture.Contains("/e: in block 1: payload read failed: only 232 of 4294967280 bytes"));
+    EXPECT_TRUE(capture.Contains("/e: block 1 with stamp 0x2 is not valid"));
+}
+
+}  // namespace
+}  // namespace quarn
