@@ -61,9 +61,7 @@ public:
     static uint8_t GetNOP();
 
 private:
-    uint8_t* Extend(size_t count);
-    uint8_t* ReserveTail(size_t valueCount);
-    void Reserve(size_t size);
+    uint8_t* Room(size_t size);
     void Encode();
     const uint8_t* Buffer() const { return large_.empty() ? small_ : large_.data(); }
     uint8_t* Buffer() { return large_.empty() ? small_ : large_.data(); }

@@ -34,19 +34,7 @@ public:
         }
         for (; length >= 16; data += 16, length -= 16)
             crc = Step<16, 16>(crc, data);
-        if (length >= 8) {
-            crc = Step<8, 8>(crc, data);
-            data += 8;
-            length -= 8;
-        }
-        if (length >= 4) {
-            crc = Step<4, 4>(crc, data);
-            data += 4;
-            length -= 4;
-        }
-        for (; length > 0; ++data, --length)
-            crc = Register(kTables[0][uint8_t(crc) ^ *data] ^ (crc >> 8));
-        return crc;
+        return Rest(crc, data, length);
     }
 
 private:
@@ -83,6 +71,39 @@ private:
         return Register(rest ^ kTables[Distance - 1][uint8_t(head)] ^
                         kTables[Distance - 2][uint8_t(head >> 8)] ^
                         kTables[Distance - 3][uint8_t(head >> 16)] ^ kTables[Distance - 4][head >> 24]);
+    }
+
+    // Fewer than 16 bytes, in one step where that is possible: headers and small messages are that short.
+    static Register Rest(Register crc, const uint8_t* data, size_t length) {
+        switch (length) {
+            case 15:
+                return Step<15, 15>(crc, data);
+            case 14:
+                return Step<14, 14>(crc, data);
+            case 13:
+                return Step<13, 13>(crc, data);
+            case 12:
+                return Step<12, 12>(crc, data);
+            case 11:
+                return Step<11, 11>(crc, data);
+            case 10:
+                return Step<10, 10>(crc, data);
+            case 9:
+                return Step<9, 9>(crc, data);
+            case 8:
+                return Step<8, 8>(crc, data);
+            case 7:
+                return Step<7, 7>(crc, data);
+            case 6:
+                return Step<6, 6>(crc, data);
+            case 5:
+                return Step<5, 5>(crc, data);
+            case 4:
+                return Step<4, 4>(crc, data);
+        }
+        for (; length > 0; ++data, --length)
+            crc = Register(kTables[0][uint8_t(crc) ^ *data] ^ (crc >> 8));
+        return crc;
     }
 
     alignas(64) static constexpr Tables kTables = MakeTables();

@@ -45,50 +45,43 @@ uint8_t FirstSync(bool hasLongTag, bool hasStream) {
 OutgoingMessage::OutgoingMessage(const VariableDetails& details, const Variant& value)
     : tag_(details.GetTag()), isSentence_(false) {
     const VariantBlob blob = BlobOf(value);
-    blob.Write(Extend(blob.Size()));
-    *ReserveTail(1) = uint8_t(value.Type());
+    payloadSize_ = blob.Size();
+    uint8_t* const end = blob.Write(Room(kPayloadStart + payloadSize_ + kGlobalTrailer + 1) + kPayloadStart);
+    end[kGlobalTrailer] = uint8_t(value.Type());
     Encode();
 }
 
 OutgoingMessage::OutgoingMessage(const SentenceDetails& details, const std::vector<VariantValue>& words)
     : tag_(details.GetTag()), isSentence_(true) {
+    const size_t tail = kGlobalTrailer + words.size();
+    size_t used = kPayloadStart;
+    uint8_t* buffer = Room(used + tail);
     for (const VariantValue& word : words) {
         const VariantBlob blob = BlobOf(word);
         const uint32_t length = CheckedLength(blob.Size());
-        uint8_t* const out = Extend(kWordHeader + length);
-        out[0] = kWordSync;
-        StoreBigEndian(out + 1, length);
-        blob.Write(out + kWordHeader);
+        const size_t start = used + kWordHeader;
+        used = start + length;
+        buffer = Room(used + tail);
+        buffer[start - kWordHeader] = kWordSync;
+        StoreBigEndian(buffer + start - 4, length);
+        blob.Write(buffer + start);
     }
-    uint8_t* type = ReserveTail(words.size());
+    payloadSize_ = used - kPayloadStart;
+    uint8_t* type = buffer + used + kGlobalTrailer;
     for (const VariantValue& word : words)
         *type++ = uint8_t(word.Type());
     Encode();
 }
 
-// Makes the payload longer; returns where the added bytes belong.
-uint8_t* OutgoingMessage::Extend(size_t count) {
-    const size_t used = kPayloadStart + payloadSize_;
-    Reserve(used + count);
-    payloadSize_ += count;
-    return Buffer() + used;
-}
-
-// Makes room behind the whole payload; returns where the types of the values belong.
-uint8_t* OutgoingMessage::ReserveTail(size_t valueCount) {
-    const size_t types = kPayloadStart + payloadSize_ + kGlobalTrailer;
-    Reserve(types + valueCount);
-    return Buffer() + types;
-}
-
-// Makes the buffer at least this large.
-void OutgoingMessage::Reserve(size_t size) {
-    if (size <= std::max(sizeof small_, large_.size()))
-        return;
-    const bool wasSmall = large_.empty();
-    large_.resize(std::max(size, 2 * large_.size()));
-    if (wasSmall)
-        memcpy(large_.data(), small_, sizeof small_);
+// Makes the buffer at least this large and returns it.
+uint8_t* OutgoingMessage::Room(size_t size) {
+    if (size > std::max(sizeof small_, large_.size())) {
+        const bool wasSmall = large_.empty();
+        large_.resize(std::max(size, 2 * large_.size()));
+        if (wasSmall)
+            memcpy(large_.data(), small_, sizeof small_);
+    }
+    return Buffer();
 }
 
 void OutgoingMessage::SetStream(uint8_t stream) {

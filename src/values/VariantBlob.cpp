@@ -149,8 +149,7 @@ void RequireBlobType(VariantType type) {
 
 }  // namespace
 
-VariantBlob::VariantBlob(const Variant& variant)
-    : type_(variant.Type()), value_(VariantAccess::Location(variant)) {
+void VariantBlob::Measure(const Variant& variant) {
     RequireValue(type_, "Attemping to blob-ize untyped variant",
                  "Attempting to blob-ize variant of unknown type");
     size_ = WithType(type_, [&]<class T>() {
@@ -162,9 +161,8 @@ VariantBlob::VariantBlob(const Variant& variant)
     });
 }
 
-uint8_t* VariantBlob::Write(uint8_t* out) const {
-    WithType(type_, [&]<class T>() { Layout<T>::Write(*static_cast<const T*>(value_), out, size_); });
-    return out + size_;
+void VariantBlob::WriteElements(uint8_t* out) const {
+    WithType(type_, [&]<class T>() { Layout<T>::Write(Here<T>(), out, size_); });
 }
 
 void Variant::ToBlob(std::vector<uint8_t>& out) const {
