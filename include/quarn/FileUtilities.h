@@ -31,6 +31,10 @@ public:
     /// as far as the process's umask lets it. Throws "Could not copy \"...\" to \"...\": ..."; what was
     /// copied until then is deleted.
     static void CopyFile(const std::string& from, const std::string& to);
+
+    /// Deletes a file, a symbolic link itself, or a directory with nothing in it. Throws "Could not remove
+    /// \"...\": ...".
+    static void RemoveFileOrEmptyDirectory(const std::string& path);
 };
 
 }  // namespace quarn

@@ -7,6 +7,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -92,6 +93,11 @@ void FileUtilities::CopyFile(const std::string& from, const std::string& to) {
         unlink(to.c_str());
         fail(error);
     }
+}
+
+void FileUtilities::RemoveFileOrEmptyDirectory(const std::string& path) {
+    if (remove(path.c_str()) != 0)
+        throw MonitorException("Could not remove \"%s\": %s", path.c_str(), ErrnoText(errno).c_str());
 }
 
 }  // namespace quarn

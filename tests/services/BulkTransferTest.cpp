@@ -1,0 +1,338 @@
+#include <quarn/BulkTransferGrammar.h>
+#include <quarn/BulkTransferReceiver.h>
+#include <quarn/BulkTransferSender.h>
+#include <quarn/IncomingMessage.h>
+#include <quarn/MessageTerminal.h>
+#include <quarn/OutgoingMessage.h>
+#include <quarn/Sentence.h>
+#include <quarn/SentenceDetails.h>
+#include <quarn/TCPConnection.h>
+#include <quarn/TCPListener.h>
+#include <quarn/VariantValue.h>
+
+#include "support/DebugCapture.h"
+#include "support/Eventually.h"
+#include "support/TempDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <random>
+
+namespace quarn {
+namespace {
+
+using test::DebugCapture;
+using test::Eventually;
+using test::TempDirectory;
+
+constexpr uint32_t TOKEN = 0x1234ABCD;
+constexpr uint32_t CHUNK = 1000;
+const IPAddress LOOPBACK(std::string("127.0.0.1"));
+
+std::string RandomBytes(size_t size) {
+    std::mt19937 random(61);
+    std::string bytes(size, '\0');
+    for (char& c : bytes)
+        c = static_cast<char>(random());
+    return bytes;
+}
+
+template <class End>
+bool EndsAs(const End& end, uint32_t status) {
+    Eventually([&] { return end.GetStatus(nullptr) >= BULK_TRANSFER_FAILED; });
+    return end.GetStatus(nullptr) == status;
+}
+
+size_t OpenDescriptors() {
+    const std::filesystem::directory_iterator list("/proc/self/fd");
+    return static_cast<size_t>(std::distance(begin(list), end(list)));
+}
+
+/// One end of a transfer in the hands of a test.
+class HandPeer {
+public:
+    explicit HandPeer(std::unique_ptr<TCPConnection> connection)
+        : connection_(std::move(connection)), terminal_(*connection_) {
+        terminal_.SetRxBacklogLimit(0x100000);
+    }
+    static HandPeer ConnectedTo(uint16_t port) {
+        return HandPeer(std::make_unique<TCPConnection>("hand", LOOPBACK, port));
+    }
+    static HandPeer AcceptedFrom(TCPListener& listener) {
+        std::unique_ptr<TCPConnection> connection;
+        Eventually([&] { return (connection.reset(listener.Accept("hand")), connection != nullptr); });
+        return HandPeer(std::move(connection));
+    }
+
+    void Say(uint32_t tag, const std::vector<VariantValue>& words) {
+        const std::unique_ptr<OutgoingMessage> message(grammar_.CreateOutgoingMessage(tag, words));
+        terminal_.Put(*message);
+        Eventually([&] { return terminal_.Work() ? !terminal_.WorkPending() : true; });
+    }
+    /// The next sentence's tag, first word and the length of its second, or 0 and what the connection's end
+    /// left.
+    std::string Hear() {
+        IncomingMessage message;
+        if (!Eventually([&] {
+                const bool open = terminal_.Work();
+                return terminal_.Get(message) || !open;
+            }))
+            return "nothing";
+        if (message.GetTotalBytes() == 0)
+            return "the end";
+        const std::unique_ptr<Sentence> sentence(grammar_.CreateSentence(&message));
+        std::string heard =
+            sentence->GetDetails().GetKey() + " " + std::to_string(sentence->Word(0).As<uint32_t>());
+        if (sentence->GetDetails().GetTag() == BulkTransferGrammar::PART)
+            heard += " +" + std::to_string(sentence->Word(1).As<std::vector<uint8_t>>().size());
+        if (sentence->GetDetails().GetTag() == BulkTransferGrammar::INIT)
+            heard += " " + std::to_string(sentence->Word(1).As<uint32_t>());
+        return heard;
+    }
+
+private:
+    const BulkTransferGrammar grammar_;
+    std::unique_ptr<TCPConnection> connection_;
+    MessageTerminal terminal_;
+};
+
+std::vector<uint8_t> Data(size_t size) {
+    return std::vector<uint8_t>(size, 'x');
+}
+
+TEST(BulkTransferTest, FilesArriveAsTheyAre) {
+    const TempDirectory folder;
+    const size_t descriptors = OpenDescriptors();
+    for (const size_t size :
+         {size_t{0}, size_t{1}, size_t{CHUNK - 1}, size_t{CHUNK}, size_t{CHUNK * 5 / 2}, size_t{3000000}}) {
+        for (const uint32_t chunk : {CHUNK, 1048529U}) {
+            const std::string contents = RandomBytes(size);
+            folder.Write("from", contents);
+            folder.Write("to", "something longer that was there before");
+            {
+                BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
+                BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, receiver.GetPort(),
+                                          chunk);
+                EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_SUCCEEDED)) << size;
+                EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_SUCCEEDED)) << size;
+                EXPECT_EQ(sender.GetAcknowledgedBytes(), size);
+                uint8_t percent = 77;
+                sender.GetStatus(&percent);
+                EXPECT_EQ(percent, 0);  // only the receiver keeps it
+                receiver.GetStatus(&percent);
+                EXPECT_EQ(percent, size == 0 ? 0 : 100);
+            }
+            EXPECT_TRUE(folder.Read("to") == contents) << size;
+        }
+    }
+    EXPECT_EQ(OpenDescriptors(), descriptors);
+}
+
+TEST(BulkTransferTest, OneChunkIsUnderWayAtATime) {
+    const TempDirectory folder;
+    folder.Write("from", RandomBytes(CHUNK * 5 / 2));
+    DebugCapture debug;
+    Debuggable levels(nullptr);
+    levels.SetDebugLevel(1);
+    TCPListener listener(LOOPBACK, 0);
+    BulkTransferSender sender(&levels, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
+    HandPeer peer = HandPeer::AcceptedFrom(listener);
+    EXPECT_EQ(peer.Hear(), "btx-init 305441741 2500");
+    EXPECT_EQ(peer.Hear(), "btx-part 0 +1000");
+    peer.Say(BulkTransferGrammar::ACK, {uint32_t{1000}});
+    EXPECT_EQ(peer.Hear(), "btx-part 1000 +1000");
+    peer.Say(BulkTransferGrammar::ACK, {uint32_t{999}});
+    EXPECT_TRUE(Eventually([&] {
+        return debug.Contains(
+            "BulkTransferSender 1234ABCD: Reader acknowledged 999 bytes, but had previously "
+            "acknowledged 1000");
+    }));
+    peer.Say(BulkTransferGrammar::ACK, {uint32_t{2000}});
+    EXPECT_EQ(peer.Hear(), "btx-part 2000 +500");
+    EXPECT_EQ(sender.GetStatus(nullptr), BULK_TRANSFER_IN_PROGRESS);
+    peer.Say(BulkTransferGrammar::ACK, {uint32_t{2500}});
+    EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_SUCCEEDED));
+    EXPECT_TRUE(
+        Eventually([&] { return debug.Contains("BulkTransferSender 1234ABCD: Closing peer connection"); }));
+    EXPECT_TRUE(debug.Contains("BulkTransferSender 1234ABCD: Transfer succeeded"));
+}
+
+TEST(BulkTransferTest, TheReceiverEndsOnWhatDoesNotBelong) {
+    using Words = std::vector<VariantValue>;
+    using Said = std::pair<uint32_t, Words>;
+    const Said init = {BulkTransferGrammar::INIT, {TOKEN, uint32_t{100}}};
+    const Said empty = {BulkTransferGrammar::INIT, {TOKEN, uint32_t{0}}};
+    const Said part = {BulkTransferGrammar::PART, {uint32_t{0}, Data(60)}};
+    const struct {
+        std::vector<Said> said;
+        std::string printed;
+    } cases[] = {
+        {{{BulkTransferGrammar::INIT, {uint32_t{1}, uint32_t{100}}}},
+         "Received INIT with token 00000001; expected 1234ABCD"},
+        {{init, init}, "Received INIT message in wrong state"},
+        {{part}, "Received PART message in wrong state"},
+        {{init, part, part}, "Received PART with offset 0, expected 60"},
+        {{init, part, {BulkTransferGrammar::PART, {uint32_t{60}, Data(41)}}},
+         "Received PART with 41 bytes at offset 60, past the total of 100"},
+        {{{BulkTransferGrammar::ACK, {uint32_t{0}}}}, "Received unsupported tag BB03"},
+        {{init, part}, "Peer closed connection"},
+    };
+    for (const auto& c : cases) {
+        const TempDirectory folder;
+        DebugCapture debug;
+        BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
+        {
+            HandPeer peer = HandPeer::ConnectedTo(receiver.GetPort());
+            for (const auto& [tag, words] : c.said)
+                peer.Say(tag, words);
+        }
+        EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED)) << c.printed;
+        EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: " + c.printed)) << c.printed;
+        EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: Transfer failed"));
+        EXPECT_TRUE(Eventually([&] { return folder.Names().empty(); })) << c.printed;
+    }
+}
+
+TEST(BulkTransferTest, AForeignMessageEndsEitherSide) {
+    const TempDirectory folder;
+    folder.Write("from", "x");
+    DebugCapture debug;
+    SentenceGrammar foreign("foreign");
+    foreign.Add(0xBB04, "x", 0, VariantType::NONE);
+    const std::unique_ptr<OutgoingMessage> message(foreign.CreateOutgoingMessage(0xBB04, {}));
+    const auto send = [&](TCPConnection& connection) {
+        return Eventually([&] {
+            connection.Work(nullptr);
+            return connection.Send(message->Sync(), message->Bytes()) != 0;
+        });
+    };
+    BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
+    TCPConnection connection("foreign", LOOPBACK, receiver.GetPort());
+    EXPECT_TRUE(send(connection));
+    EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED));
+    EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: Unrecognized message from peer"));
+
+    TCPListener listener(LOOPBACK, 0);
+    BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
+    std::unique_ptr<TCPConnection> accepted;
+    ASSERT_TRUE(Eventually([&] { return (accepted.reset(listener.Accept("x")), accepted != nullptr); }));
+    EXPECT_TRUE(send(*accepted));
+    EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED));
+    EXPECT_TRUE(debug.Contains("BulkTransferSender 1234ABCD: Unrecognized message from peer"));
+}
+
+TEST(BulkTransferTest, NothingIsLeftOfATransferThatCannotBegin) {
+    const TempDirectory folder;
+    folder.Write("from", "contents");
+    ASSERT_EQ(truncate((folder.Write("large", ""), folder.File("large").c_str()), 0x100000000), 0);
+    const size_t descriptors = OpenDescriptors();
+    TCPListener taken(LOOPBACK, 0);
+    const uint16_t dead = [] { return TCPListener(LOOPBACK, 0).GetPort(); }();
+    const struct {
+        std::string path;
+        uint32_t chunk;
+        uint16_t port;
+        std::string printed;
+    } cases[] = {
+        {folder.File("none"), CHUNK, dead,
+         "Could not open " + folder.File("none") + " for reading: No such file or directory"},
+        {folder.File("large"), CHUNK, dead,
+         folder.File("large") + " is too large: 4294967296 of at most 4294967295 bytes"},
+        {folder.File("from"), 0, dead, "A chunk size of 0 bytes is not in the range 1..1048529"},
+        {folder.File("from"), 1048530, dead, "A chunk size of 1048530 bytes is not in the range 1..1048529"},
+        {folder.File("from"), CHUNK, dead, "Failed to connect"},
+    };
+    for (const auto& c : cases) {
+        DebugCapture debug;
+        const BulkTransferSender sender(nullptr, c.path, TOKEN, LOOPBACK, c.port, c.chunk);
+        EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED)) << c.printed;
+        EXPECT_TRUE(debug.Contains("BulkTransferSender 1234ABCD: " + c.printed)) << c.printed;
+    }
+    DebugCapture debug;
+    {
+        const BulkTransferReceiver receiver(nullptr, folder.File("none/to"), TOKEN, LOOPBACK, 0);
+        EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED));
+        EXPECT_EQ(receiver.GetPort(), 0);
+        EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: Could not open " + folder.File("none/to") +
+                                   " for writing: No such file or directory"));
+        const BulkTransferReceiver elsewhere(nullptr, folder.File("to"), TOKEN,
+                                             IPAddress(std::string("192.0.2.1")), 0);
+        EXPECT_TRUE(EndsAs(elsewhere, BULK_TRANSFER_FAILED));
+    }
+    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"from", "large"}));
+    EXPECT_EQ(OpenDescriptors(), descriptors + 1 /* taken */ + 2 /* the capture's */);
+}
+
+TEST(BulkTransferTest, AFullDiskEndsBothSidesAndLeavesNoPart) {
+    const TempDirectory folder;
+    folder.Write("from", RandomBytes(100000));
+    DebugCapture debug;
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit small{1500, before.rlim_max};
+    BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
+    BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, receiver.GetPort(), CHUNK);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const bool failed = EndsAs(receiver, BULK_TRANSFER_FAILED);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_TRUE(failed);
+    EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: Error writing " + folder.File("to") +
+                               ": File too large"));
+    EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED));
+    EXPECT_TRUE(Eventually([&] { return folder.Names() == std::vector<std::string>{"from"}; }));
+}
+
+TEST(BulkTransferTest, AFileThatChangesItsSizeIsNotSent) {
+    for (const off_t size : {1500, 2600}) {
+        const TempDirectory folder;
+        folder.Write("from", RandomBytes(CHUNK * 5 / 2));
+        DebugCapture debug;
+        TCPListener listener(LOOPBACK, 0);
+        BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
+        HandPeer peer = HandPeer::AcceptedFrom(listener);
+        EXPECT_EQ(peer.Hear(), "btx-init 305441741 2500");
+        EXPECT_EQ(peer.Hear(), "btx-part 0 +1000");
+        ASSERT_EQ(truncate(folder.File("from").c_str(), size), 0);
+        peer.Say(BulkTransferGrammar::ACK, {uint32_t{1000}});
+        EXPECT_EQ(peer.Hear(), "the end");
+        EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED));
+        EXPECT_TRUE(debug.Contains(
+            "BulkTransferSender 1234ABCD: " +
+            (size < 2000 ? "Read 500 of 1000 bytes from " + folder.File("from")
+                         : folder.File("from") + " changed its size from 2500 to 2600 bytes")));
+    }
+}
+
+TEST(BulkTransferTest, SilenceEndsATransferAndDestructionRemovesThePart) {
+    const TempDirectory folder;
+    folder.Write("from", RandomBytes(CHUNK));
+    DebugCapture debug;
+    TCPListener listener(LOOPBACK, 0);
+    {
+        BulkTransferReceiver abandoned(nullptr, folder.File("abandoned"), TOKEN, LOOPBACK, 0);
+        HandPeer half = HandPeer::ConnectedTo(abandoned.GetPort());
+        half.Say(BulkTransferGrammar::INIT, {TOKEN, uint32_t{100}});
+        half.Say(BulkTransferGrammar::PART, {uint32_t{0}, Data(60)});
+        EXPECT_EQ(half.Hear(), "btx-ack 60");
+        EXPECT_EQ(folder.Names(), (std::vector<std::string>{"abandoned", "from"}));
+    }
+    EXPECT_EQ(folder.Names(), std::vector<std::string>{"from"});
+
+    const BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
+    const BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
+    EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED));
+    EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED));
+    EXPECT_EQ(debug.CountContaining("BulkTransferSender 1234ABCD: Timed out after 20"), 1U);
+    EXPECT_EQ(debug.CountContaining("BulkTransferReceiver 1234ABCD: Timed out after 20"), 1U);
+    EXPECT_TRUE(Eventually([&] { return folder.Names() == std::vector<std::string>{"from"}; }));
+}
+
+}  // namespace
+}  // namespace quarn
