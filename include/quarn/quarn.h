@@ -3,6 +3,11 @@
 /// Every public header of the library.
 
 #include <quarn/Attributes.h>
+#include <quarn/BufferChain.h>
+#include <quarn/BulkTransferGrammar.h>
+#include <quarn/BulkTransferReceiver.h>
+#include <quarn/BulkTransferSender.h>
+#include <quarn/BulkTransferStatus.h>
 #include <quarn/CRC16.h>
 #include <quarn/CRC32.h>
 #include <quarn/CharacterTerminal.h>
