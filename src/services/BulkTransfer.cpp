@@ -147,7 +147,7 @@ void BulkTransfer::EndTransfer(bool success) {
 }
 
 void BulkTransfer::Fail(const std::string& why) {
-    PrintFailure(why);
+    PrintFailure("%s", why.c_str());
     EndTransfer(false);
 }
 
@@ -163,23 +163,35 @@ void BulkTransfer::CloseConnection() {
     connection_.reset();
 }
 
-void BulkTransfer::Print(uint32_t mask, const std::string& what, int line) const {
+void BulkTransfer::Print(uint32_t mask, const char* format, va_list arguments) const {
     if (DefaultDebug())
-        DefaultDebug()->Printf(mask, __FILE__, line, "%s: %s", title_.c_str(), what.c_str());
+        DefaultDebug()->Printf(mask, __FILE__, __LINE__, "%s: %s", title_.c_str(),
+                               FormatV(format, arguments).c_str());
 }
 
-void BulkTransfer::PrintFailure(const std::string& what, int line) const {
-    Print(DEBUG_ERR, what, line);
+void BulkTransfer::PrintFailure(const char* format, ...) const {
+    va_list arguments;
+    va_start(arguments, format);
+    Print(DEBUG_ERR, format, arguments);
+    va_end(arguments);
 }
 
-void BulkTransfer::PrintProgress(const std::string& what, int line) const {
-    if (GetDebugLevel() >= 1)
-        Print(DEBUG_ALWAYS, what, line);
+void BulkTransfer::PrintProgress(const char* format, ...) const {
+    if (GetDebugLevel() < 1)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    Print(DEBUG_ALWAYS, format, arguments);
+    va_end(arguments);
 }
 
-void BulkTransfer::PrintPacket(const std::string& what, int line) const {
-    if (GetDebugLevel() >= 2)
-        Print(DEBUG_ALWAYS, what, line);
+void BulkTransfer::PrintPacket(const char* format, ...) const {
+    if (GetDebugLevel() < 2)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    Print(DEBUG_ALWAYS, format, arguments);
+    va_end(arguments);
 }
 
 }  // namespace quarn

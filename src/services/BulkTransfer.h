@@ -1,5 +1,6 @@
 #pragma once
 
+#include <quarn/Attributes.h>
 #include <quarn/BulkTransferGrammar.h>
 #include <quarn/BulkTransferStatus.h>
 #include <quarn/Debug.h>
@@ -13,6 +14,7 @@
 
 #include "foundation/Descriptor.h"
 
+#include <stdarg.h>
 #include <stdint.h>
 
 #include <atomic>
@@ -64,10 +66,11 @@ protected:
 
     void Watch(int fd, int32_t flags, const std::string& description);
 
-    /// Prints with the title in front: always, at debug level 1, at level 2.
-    void PrintFailure(const std::string& what, int line = __builtin_LINE()) const;
-    void PrintProgress(const std::string& what, int line = __builtin_LINE()) const;
-    void PrintPacket(const std::string& what, int line = __builtin_LINE()) const;
+    /// Print with the title in front: always, at debug level 1, at level 2. Nothing is formatted that is not
+    /// wanted.
+    void PrintFailure(const char* format, ...) const QUARN_PRINTF(2, 3);
+    void PrintProgress(const char* format, ...) const QUARN_PRINTF(2, 3);
+    void PrintPacket(const char* format, ...) const QUARN_PRINTF(2, 3);
 
     const std::string path_;
     const uint32_t token_;
@@ -84,7 +87,7 @@ private:
     void CheckTimer() const;
     void WatchConnection();
     void Fail(const std::string& why);
-    void Print(uint32_t mask, const std::string& what, int line) const;
+    void Print(uint32_t mask, const char* format, va_list arguments) const QUARN_VPRINTF(3);
 
     const std::string title_;
     std::unique_ptr<TCPConnection> connection_;

@@ -48,10 +48,10 @@ private:
         struct stat opened;
         ownsFile_ =
             fstat(file_.Get(), &opened) == 0 && S_ISREG(opened.st_mode);  // a device is not ours to delete
-        PrintProgress(Format("Opened %s for writing", path_.c_str()));
+        PrintProgress("Opened %s for writing", path_.c_str());
         listener_ = std::make_unique<TCPListener>(address_, requestedPort_);
         port_ = listener_->GetPort();
-        PrintProgress(Format("Listening on %s:%u", address_.ToString().c_str(), port_.load()));
+        PrintProgress("Listening on %s:%u", address_.ToString().c_str(), port_.load());
         AddWaitableFileDescriptor(listener_->Socket(), WAIT_READ, "listener");
         watchesListener_ = true;
         listenDecided_.Raise();
@@ -63,8 +63,8 @@ private:
         std::unique_ptr<TCPConnection> connection(listener_->Accept("bulk ($peer$)"));
         if (!connection)
             return false;
-        PrintProgress(Format("Accepted connection from %s",
-                             SocketUtilities::DescribePeer(connection->Socket()).c_str()));
+        PrintProgress("Accepted connection from %s",
+                      SocketUtilities::DescribePeer(connection->Socket()).c_str());
         ForgetListener();  // one sender is served; others that knock must not wake the worker
         Adopt(std::move(connection));
         return true;
@@ -88,10 +88,10 @@ private:
     void HandleInit(uint32_t token, uint32_t total) {
         if (!IsTimerRunning() || total_ != 0)
             throw MonitorException("Received INIT message in wrong state");
-        PrintPacket(Format("Received INIT (Token %08X, Total %u)", token, total));
+        PrintPacket("Received INIT (Token %08X, Total %u)", token, total);
         if (token != token_)
             throw MonitorException("Received INIT with token %08X; expected %08X", token, token_);
-        PrintProgress(Format("Sender indicates %u bytes to be sent", total));
+        PrintProgress("Sender indicates %u bytes to be sent", total);
         total_ = total;
         RestartTimer();
         status_ = BULK_TRANSFER_IN_PROGRESS;
@@ -104,7 +104,7 @@ private:
     void HandlePart(uint32_t offset, const std::vector<uint8_t>& data) {
         if (!IsTimerRunning() || total_ == 0)
             throw MonitorException("Received PART message in wrong state");
-        PrintPacket(Format("Received PART (Offset %u, %zu data bytes)", offset, data.size()));
+        PrintPacket("Received PART (Offset %u, %zu data bytes)", offset, data.size());
         if (offset != received_)
             throw MonitorException("Received PART with offset %u, expected %u", offset, received_.load());
         if (data.size() > total_ - received_)
@@ -133,14 +133,14 @@ private:
 
     // Closing is the last chance to hear that what was written did not fit after all.
     void Finish() {
-        PrintProgress(Format("Closing %s", path_.c_str()));
+        PrintProgress("Closing %s", path_.c_str());
         if (close(file_.Release()) != 0)
             throw MonitorException("Error writing %s: %s", path_.c_str(), ErrnoText(errno).c_str());
         EndTransfer(true);
     }
 
     void Acknowledge() {
-        PrintPacket(Format("Sending ACK (%u total bytes received)", received_.load()));
+        PrintPacket("Sending ACK (%u total bytes received)", received_.load());
         Say(BulkTransferGrammar::ACK, {received_.load()}, "Could not generate ACK");
     }
 
@@ -154,7 +154,7 @@ private:
     void Finalize() override {
         listenDecided_.Raise();
         if (file_.Get() >= 0) {
-            PrintProgress(Format("Closing %s", path_.c_str()));
+            PrintProgress("Closing %s", path_.c_str());
             file_ = Descriptor();
         }
         if (status_ != BULK_TRANSFER_SUCCEEDED && ownsFile_)
@@ -167,11 +167,11 @@ private:
     }
 
     void RemoveFile() const {
-        PrintProgress(Format("Removing %s", path_.c_str()));
+        PrintProgress("Removing %s", path_.c_str());
         try {
             FileUtilities::RemoveFileOrEmptyDirectory(path_);
         } catch (const MonitorException& e) {
-            PrintFailure(e.Description());
+            PrintFailure("%s", e.Description().c_str());
         }
     }
 

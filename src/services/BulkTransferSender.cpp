@@ -58,7 +58,7 @@ private:
         if (file_.Get() < 0)
             throw MonitorException("Could not open %s for reading: %s", path_.c_str(),
                                    ErrnoText(errno).c_str());
-        PrintProgress(Format("Opened %s for reading", path_.c_str()));
+        PrintProgress("Opened %s for reading", path_.c_str());
         if (lseek(file_.Get(), 0, SEEK_END) < 0)
             throw MonitorException("Could not seek to end of %s for sizing: %s", path_.c_str(),
                                    ErrnoText(errno).c_str());
@@ -79,15 +79,15 @@ private:
             throw MonitorException("Failed to connect");
         if (!Connection()->IsConnected())
             return false;
-        PrintProgress(Format("Established connection to %s",
-                             SocketUtilities::DescribePeer(Connection()->Socket()).c_str()));
+        PrintProgress("Established connection to %s",
+                      SocketUtilities::DescribePeer(Connection()->Socket()).c_str());
         return true;
     }
 
     void SayFirst() override {
         if (status_ != BULK_TRANSFER_STARTING)
             return;
-        PrintPacket(Format("Sending INIT (Token %08X, Total %u)", token_, total_.load()));
+        PrintPacket("Sending INIT (Token %08X, Total %u)", token_, total_.load());
         Say(BulkTransferGrammar::INIT, {token_, total_.load()}, "Could not generate INIT");
         status_ = BULK_TRANSFER_IN_PROGRESS;
     }
@@ -97,7 +97,7 @@ private:
             return;
         const uint32_t length = std::min(chunkSize_, total_ - sent_);
         std::vector<uint8_t> data = ReadChunk(length);
-        PrintPacket(Format("Sending PART (Offset %u, %u data bytes)", sent_, length));
+        PrintPacket("Sending PART (Offset %u, %u data bytes)", sent_, length);
         std::vector<VariantValue> words(2);
         words[0].Set(sent_);
         words[1].Set(std::move(data));
@@ -119,12 +119,17 @@ private:
                 throw MonitorException("Read %zu of %zu bytes from %s", have, size_t{length}, path_.c_str());
             have += static_cast<size_t>(n);
         }
+        if (sent_ + length == total_)
+            CheckSize();
+        return data;
+    }
+
+    void CheckSize() const {
         struct stat now;
         if (fstat(file_.Get(), &now) == 0 && S_ISREG(now.st_mode) &&
             now.st_size != static_cast<off_t>(total_))
             throw MonitorException("%s changed its size from %u to %ld bytes", path_.c_str(), total_.load(),
                                    now.st_size);
-        return data;
     }
 
     void Handle(const Sentence& sentence) override {
@@ -132,16 +137,16 @@ private:
         if (tag != BulkTransferGrammar::ACK)
             throw MonitorException("Received unsupported tag %04X", tag);
         const uint32_t count = sentence.Word(0).As<uint32_t>();
-        PrintPacket(Format("Received ACK (Total %u)", count));
+        PrintPacket("Received ACK (Total %u)", count);
         if (status_ != BULK_TRANSFER_IN_PROGRESS)
             throw MonitorException("Received ACK in wrong state");
         if (count < acknowledged_) {
-            PrintProgress(Format("Reader acknowledged %u bytes, but had previously acknowledged %u", count,
-                                 acknowledged_.load()));
+            PrintProgress("Reader acknowledged %u bytes, but had previously acknowledged %u", count,
+                          acknowledged_.load());
             return;
         }
         acknowledged_ = count;
-        PrintPacket(Format("Reader acknowledged %u bytes", count));
+        PrintPacket("Reader acknowledged %u bytes", count);
         RestartTimer();
         if (count == total_)
             EndTransfer(true);
@@ -149,7 +154,7 @@ private:
 
     void Finalize() override {
         if (file_.Get() >= 0) {
-            PrintProgress(Format("Closing %s", path_.c_str()));
+            PrintProgress("Closing %s", path_.c_str());
             file_ = Descriptor();
         }
         CloseConnection();
