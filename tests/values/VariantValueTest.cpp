@@ -182,9 +182,9 @@ TEST(VariantValueTest, RefusesUntypedAndUnknownOperands) {
         {{"(nothing thrown)", [](VariantValue& v) { EXPECT_EQ(v.ToString(), "<void>"); }},
          {"Attempting to stringize variant of unknown type", [](VariantValue& v) { v.ToString(); }}},
     };
-    for (const auto& [untyped, unknownType] : cases) {
-        EXPECT_EQ(ThrownMessage([&] { untyped.use(none); }), untyped.message);
-        EXPECT_EQ(ThrownMessage([&] { unknownType.use(unknown); }), unknownType.message);
+    for (const auto& pair : cases) {
+        EXPECT_EQ(ThrownMessage([&] { pair[0].use(none); }), pair[0].message);
+        EXPECT_EQ(ThrownMessage([&] { pair[1].use(unknown); }), pair[1].message);
     }
     EXPECT_TRUE(blob.empty());
 
