@@ -91,8 +91,8 @@ public:
     VariantType Type() const { return type_; }
 
     /// Whether it is one of the codes of VariantType; NONE is.
-    static bool IsTypeValid(VariantType type) { return IsTypeValid(static_cast<int32_t>(type)); }
-    static bool IsTypeValid(int32_t code) { return code >= 0 && code <= 18; }
+    static constexpr bool IsTypeValid(VariantType type) { return IsTypeValid(static_cast<int32_t>(type)); }
+    static constexpr bool IsTypeValid(int32_t code) { return code >= 0 && code <= 18; }
 
     /// "UINT8_VECTOR" and so on. Throws "Unknown type (%d)".
     static std::string TypeName(VariantType type);

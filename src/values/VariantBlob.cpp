@@ -12,135 +12,129 @@ namespace {
 
 constexpr size_t kStringHeader = 4;
 
-static_assert(sizeof(IPAddress) == 4 && std::is_trivially_copyable_v<IPAddress>);
+static_assert(sizeof(IPAddress) == 4 && std::is_trivially_copyable_v<IPAddress> && sizeof(bool) == 1);
 
-[[noreturn, gnu::cold]] void ThrowBlobSize(VariantType type, size_t expected, size_t actual) {
+[[noreturn, gnu::cold]] void ThrowBlobSize(VariantType type, size_t actual) {
     throw MonitorException("Blob of type %s should contain %zu bytes; have %zu", VariantTypeName(type),
-                           expected, actual);
+                           FixedBlobSize(type), actual);
 }
 
 [[noreturn, gnu::cold]] void ThrowBlobMultiple(VariantType type, size_t elementSize) {
     throw MonitorException("Blob length for %s is not a multiple of %zu", VariantTypeName(type), elementSize);
 }
 
-// The layout of a value's bytes: Size() of a value, Write() of that many, Read() of a blob into a value,
-// which is left alone when the blob is bad. First that of the types of fixed size.
-template <class T>
-struct Layout {
-    static size_t Size(const T&) { return sizeof(T); }
-    static void Write(const T& value, uint8_t* out, size_t) { StoreBigEndian(out, value); }
-    static void Read(const uint8_t* data, size_t length, T& value) {
-        if (length != sizeof(T))
-            ThrowBlobSize(kTypeOf<T>, sizeof(T), length);
-        value = LoadBigEndian<T>(data);
-    }
-};
-
-template <>
-void Layout<bool>::Write(const bool& value, uint8_t* out, size_t) {
-    *out = value ? 1 : 0;
+template <class Number>
+void LoadElement(const uint8_t* data, Number& value) {
+    value = LoadBigEndian<Number>(data);
 }
-
-template <>
-void Layout<bool>::Read(const uint8_t* data, size_t length, bool& value) {
-    if (length != 1)
-        ThrowBlobSize(VariantType::BOOLEAN, 1, length);
+void LoadElement(const uint8_t* data, bool& value) {
     value = *data != 0;
 }
-
-// An address in network order has the bytes of its dotted quad in order.
-template <>
-void Layout<IPAddress>::Write(const IPAddress& value, uint8_t* out, size_t) {
-    memcpy(out, &value, sizeof value);
-}
-
-template <>
-void Layout<IPAddress>::Read(const uint8_t* data, size_t length, IPAddress& value) {
-    if (length != sizeof value)
-        ThrowBlobSize(VariantType::IP_ADDRESS, sizeof value, length);
+void LoadElement(const uint8_t* data, IPAddress& value) {
     memcpy(&value, data, sizeof value);
 }
 
+template <class Number>
+void StoreElement(uint8_t* out, Number value) {
+    StoreBigEndian(out, value);
+}
+void StoreElement(uint8_t* out, IPAddress value) {
+    memcpy(out, &value, sizeof value);
+}
+
+// ReadBlob() sets a value from its bytes and leaves it alone when they are bad. Those of fixed size first.
+template <class T>
+void ReadBlob(const uint8_t* data, size_t length, T& value) {
+    static_assert(sizeof(T) == FixedBlobSize(kTypeOf<T>));
+    if (length != sizeof(T))
+        ThrowBlobSize(kTypeOf<T>, length);
+    LoadElement(data, value);
+}
+
 template <class Element>
-struct Layout<std::vector<Element>> {
-    using Vector = std::vector<Element>;
-    static size_t Size(const Vector& elements) { return elements.size() * sizeof(Element); }
-    static void Write(const Vector& elements, uint8_t* out, size_t size) {
-        for (size_t i = 0; i < size / sizeof(Element); ++i)
-            Layout<Element>::Write(elements[i], out + i * sizeof(Element), sizeof(Element));
+void ReadBlob(const uint8_t* data, size_t length, std::vector<Element>& elements) {
+    if (length % sizeof(Element) != 0)
+        ThrowBlobMultiple(kTypeOf<std::vector<Element>>, sizeof(Element));
+    elements.resize(length / sizeof(Element));
+    for (size_t i = 0; i < elements.size(); ++i)
+        LoadElement(data + i * sizeof(Element), elements[i]);
+}
+
+void ReadBlob(const uint8_t* data, size_t length, std::vector<uint8_t>& bytes) {
+    bytes.assign(data, data + length);
+}
+
+void ReadBlob(const uint8_t* data, size_t length, std::string& text) {
+    text.assign(length > 0 ? reinterpret_cast<const char*>(data) : "", length);
+}
+
+void ReadBlob(const uint8_t* data, size_t remaining, std::vector<std::string>& texts) {
+    std::vector<std::string> found;
+    while (remaining > 0) {
+        if (remaining < kStringHeader)
+            throw MonitorException(
+                "Remaining blob length for STRING_LIST too small to contain a length for string #%zu",
+                found.size());
+        const size_t length = LoadBigEndian<uint32_t>(data);
+        data += kStringHeader;
+        remaining -= kStringHeader;
+        if (length > remaining)
+            throw MonitorException("Remaining blob length for STRING_LIST too small to contain string #%zu",
+                                   found.size());
+        found.emplace_back(reinterpret_cast<const char*>(data), length);
+        data += length;
+        remaining -= length;
     }
-    static void Read(const uint8_t* data, size_t length, Vector& elements) {
-        if (length % sizeof(Element) != 0)
-            ThrowBlobMultiple(kTypeOf<Vector>, sizeof(Element));
-        elements.resize(length / sizeof(Element));
-        for (size_t i = 0; i < elements.size(); ++i)
-            Layout<Element>::Read(data + i * sizeof(Element), sizeof(Element), elements[i]);
+    texts = std::move(found);
+}
+
+template <class T>
+T ParseBlob(const uint8_t* data, size_t length) {
+    T value{};
+    ReadBlob(data, length, value);
+    return value;
+}
+
+// BlobSize() and WriteBlob() of the values whose size varies.
+template <class T>
+size_t BlobSize(const T& value) {
+    return value.size() * sizeof(value[0]);
+}
+
+size_t BlobSize(const std::vector<std::string>& texts) {
+    size_t size = 0;
+    for (const std::string& text : texts) {
+        if (text.size() > UINT32_MAX)
+            throw MonitorException("Attempting to blob-ize string of ridiculous size");
+        size += kStringHeader + text.size();
     }
-};
+    return size;
+}
 
 // Bytes and characters go out as many as were counted: a byte vector that is asked to append its blob to
 // itself has grown by then.
-template <>
-void Layout<std::vector<uint8_t>>::Write(const std::vector<uint8_t>& bytes, uint8_t* out, size_t size) {
+template <class Bytes>
+void WriteBlob(const Bytes& bytes, uint8_t* out, size_t size) {
+    static_assert(sizeof(bytes[0]) == 1);
     if (size > 0)
         memcpy(out, bytes.data(), size);
 }
 
-template <>
-void Layout<std::vector<uint8_t>>::Read(const uint8_t* data, size_t length, std::vector<uint8_t>& bytes) {
-    bytes.assign(data, data + length);
+template <class Element>
+requires(sizeof(Element) > 1) void WriteBlob(const std::vector<Element>& elements, uint8_t* out, size_t) {
+    for (const Element& element : elements) {
+        StoreElement(out, element);
+        out += sizeof element;
+    }
 }
 
-template <>
-struct Layout<std::string> {
-    static size_t Size(const std::string& text) { return text.size(); }
-    static void Write(const std::string& text, uint8_t* out, size_t size) { memcpy(out, text.data(), size); }
-    static void Read(const uint8_t* data, size_t length, std::string& text) {
-        text.assign(reinterpret_cast<const char*>(length > 0 ? data : &kNothing), length);
+void WriteBlob(const std::vector<std::string>& texts, uint8_t* out, size_t) {
+    for (const std::string& text : texts) {
+        StoreBigEndian(out, static_cast<uint32_t>(text.size()));
+        memcpy(out + kStringHeader, text.data(), text.size());
+        out += kStringHeader + text.size();
     }
-    static constexpr uint8_t kNothing = 0;
-};
-
-template <>
-struct Layout<std::vector<std::string>> {
-    static size_t Size(const std::vector<std::string>& texts) {
-        size_t size = 0;
-        for (const std::string& text : texts) {
-            if (text.size() > UINT32_MAX)
-                throw MonitorException("Attempting to blob-ize string of ridiculous size");
-            size += kStringHeader + text.size();
-        }
-        return size;
-    }
-
-    static void Write(const std::vector<std::string>& texts, uint8_t* out, size_t) {
-        for (const std::string& text : texts) {
-            StoreBigEndian(out, static_cast<uint32_t>(text.size()));
-            memcpy(out + kStringHeader, text.data(), text.size());
-            out += kStringHeader + text.size();
-        }
-    }
-
-    static void Read(const uint8_t* data, size_t remaining, std::vector<std::string>& texts) {
-        std::vector<std::string> found;
-        while (remaining > 0) {
-            if (remaining < kStringHeader)
-                throw MonitorException(
-                    "Remaining blob length for STRING_LIST too small to contain a length for string #%zu",
-                    found.size());
-            const size_t length = LoadBigEndian<uint32_t>(data);
-            data += kStringHeader;
-            remaining -= kStringHeader;
-            if (length > remaining)
-                throw MonitorException(
-                    "Remaining blob length for STRING_LIST too small to contain string #%zu", found.size());
-            found.emplace_back(reinterpret_cast<const char*>(data), length);
-            data += length;
-            remaining -= length;
-        }
-        texts = std::move(found);
-    }
-};
+}
 
 void RequireBlobType(VariantType type) {
     RequireValue(type, "Attemping to set untyped variant from blob",
@@ -149,20 +143,26 @@ void RequireBlobType(VariantType type) {
 
 }  // namespace
 
+// Finds what the constructor could not: why there is no value, the value behind a function, a size that
+// varies.
 void VariantBlob::Measure(const Variant& variant) {
     RequireValue(type_, "Attemping to blob-ize untyped variant",
                  "Attempting to blob-ize variant of unknown type");
-    size_ = WithType(type_, [&]<class T>() {
+    WithType(type_, [&]<class T>() {
         if (!value_) {
-            fetched_.Set(variant.As<T>());
-            value_ = VariantAccess::Location(fetched_);
+            fetched_ = std::make_unique<VariantValue>(variant.As<T>());
+            value_ = VariantAccess::Location(*fetched_);
         }
-        return Layout<T>::Size(*static_cast<const T*>(value_));
+        if constexpr (FixedBlobSize(kTypeOf<T>) == 0)
+            size_ = BlobSize(Here<T>());
     });
 }
 
-void VariantBlob::WriteElements(uint8_t* out) const {
-    WithType(type_, [&]<class T>() { Layout<T>::Write(Here<T>(), out, size_); });
+void VariantBlob::WriteContainer(uint8_t* out) const {
+    WithType(type_, [&]<class T>() {
+        if constexpr (FixedBlobSize(kTypeOf<T>) == 0)
+            WriteBlob(Here<T>(), out, size_);
+    });
 }
 
 void Variant::ToBlob(std::vector<uint8_t>& out) const {
@@ -175,13 +175,10 @@ void Variant::ToBlob(std::vector<uint8_t>& out) const {
 void Variant::FromBlob(const uint8_t* data, size_t length) {
     RequireBlobType(type_);
     WithType(type_, [&]<class T>() {
-        if (T* here = VariantAccess::Here<T>(*this)) {
-            Layout<T>::Read(data, length, *here);
-        } else {
-            T value{};
-            Layout<T>::Read(data, length, value);
-            Set(value);
-        }
+        if (T* here = VariantAccess::Here<T>(*this))
+            ReadBlob(data, length, *here);
+        else
+            Set(ParseBlob<T>(data, length));
     });
 }
 
@@ -192,9 +189,13 @@ void Variant::FromBlob(VariantType type, const uint8_t* data, size_t length) {
     if (!takesAnyType_)
         ThrowWrongType(type_, type);
     WithType(type, [&]<class T>() {
-        T value{};
-        Layout<T>::Read(data, length, value);
-        static_cast<VariantValue*>(this)->Set(std::move(value));
+        // In place where there is no value yet that a bad blob could spoil.
+        if (type_ == VariantType::NONE) {
+            new (location_) T(ParseBlob<T>(data, length));
+            type_ = type;
+        } else {
+            static_cast<VariantValue*>(this)->Set(ParseBlob<T>(data, length));
+        }
     });
 }
 

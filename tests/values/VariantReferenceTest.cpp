@@ -139,7 +139,7 @@ TEST(VariantBlobTest, ReadsAFunctionOnce) {
         VariantType::STRING, [&text] { return text += "ab"; }, nullptr);
     const VariantBlob blob(growing);
     ASSERT_EQ(blob.Size(), 2u);
-    uint8_t out[] = {0, 0, 0xEE};
+    uint8_t out[8] = {0, 0, 0xEE};
     EXPECT_EQ(blob.Write(out), out + 2);
     EXPECT_EQ(out[1], 'b');
     EXPECT_EQ(out[2], 0xEE);
