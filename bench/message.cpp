@@ -42,15 +42,17 @@ std::vector<quarn::VariantValue> Words() {
             quarn::VariantValue(uint32_t{0x12345678}), quarn::VariantValue(Samples())};
 }
 
-void AddSentence(quarn::SentenceGrammar& grammar) {
+// As many sentences as a protocol has.
+void AddSentences(quarn::SentenceGrammar& grammar) {
     using quarn::VariantType;
-    grammar.Add(kTag, "sentence", 0, VariantType::UINT16, VariantType::STRING, VariantType::UINT32,
-                VariantType::UINT8_VECTOR, VariantType::NONE);
+    for (uint32_t i = 0; i < 8; ++i)
+        grammar.Add(kTag + i, "sentence" + std::to_string(i), 0, VariantType::UINT16, VariantType::STRING,
+                    VariantType::UINT32, VariantType::UINT8_VECTOR, VariantType::NONE);
 }
 
 void SentenceEncode(benchmark::State& state) {
     quarn::SentenceGrammar grammar("bench");
-    AddSentence(grammar);
+    AddSentences(grammar);
     const quarn::SentenceDetails& details = *grammar.Find(kTag, true);
     std::vector<quarn::VariantValue> words = Words();
     uint32_t value = 0;
@@ -66,7 +68,7 @@ BENCHMARK(SentenceEncode)->Name("message/sentence-encode/quarn");
 // A Sentence that is used again, as the peer's objects are.
 void SentenceDecode(benchmark::State& state) {
     quarn::SentenceGrammar grammar("bench");
-    AddSentence(grammar);
+    AddSentences(grammar);
     const quarn::SentenceDetails& details = *grammar.Find(kTag, true);
     const quarn::OutgoingMessage sent(details, Words());
     quarn::IncomingMessage message;
@@ -85,7 +87,7 @@ BENCHMARK(SentenceDecode)->Name("message/sentence-decode/quarn");
 // A new Sentence for each message.
 void SentenceCreate(benchmark::State& state) {
     quarn::SentenceGrammar grammar("bench");
-    AddSentence(grammar);
+    AddSentences(grammar);
     const quarn::OutgoingMessage sent(*grammar.Find(kTag, true), Words());
     quarn::IncomingMessage message;
     for (auto _ : state) {

@@ -66,11 +66,12 @@ private:
     const uint8_t* Buffer() const { return large_.empty() ? small_ : large_.data(); }
     uint8_t* Buffer() { return large_.empty() ? small_ : large_.data(); }
 
-    // Room for a header, the payload, room for the trailing CRC, and one byte for the type of each value. The
+    // One byte for the type of each value, room for a header, the payload, and room for the trailing CRC. The
     // header is written so that it ends where the payload starts: the payload never moves. Most messages fit
     // in the object itself.
     uint8_t small_[192];
     std::vector<uint8_t> large_;
+    size_t payloadStart_;
     size_t start_ = 0;
     size_t size_ = 0;
     size_t payloadSize_ = 0;

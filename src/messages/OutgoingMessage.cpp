@@ -18,7 +18,7 @@ namespace quarn {
 namespace {
 
 // The header is written as a number of 16 bytes.
-constexpr size_t kPayloadStart = 16;
+constexpr size_t kHeaderRoom = 16;
 uint32_t CheckedLength(size_t length) {
     if (length > 0xFFFFFFFF)
         throw MonitorException("Attempting to encode a message of ridiculous size");
@@ -43,33 +43,32 @@ uint8_t FirstSync(bool hasLongTag, bool hasStream) {
 }  // namespace
 
 OutgoingMessage::OutgoingMessage(const VariableDetails& details, const Variant& value)
-    : tag_(details.GetTag()), isSentence_(false) {
+    : payloadStart_(1 + kHeaderRoom), tag_(details.GetTag()), isSentence_(false) {
     const VariantBlob blob = BlobOf(value);
     payloadSize_ = blob.Size();
-    uint8_t* const end = blob.Write(Room(kPayloadStart + payloadSize_ + kGlobalTrailer + 1) + kPayloadStart);
-    end[kGlobalTrailer] = uint8_t(value.Type());
+    uint8_t* const buffer = Room(payloadStart_ + payloadSize_ + kGlobalTrailer);
+    buffer[0] = uint8_t(value.Type());
+    blob.Write(buffer + payloadStart_);
     Encode();
 }
 
 OutgoingMessage::OutgoingMessage(const SentenceDetails& details, const std::vector<VariantValue>& words)
-    : tag_(details.GetTag()), isSentence_(true) {
-    const size_t tail = kGlobalTrailer + words.size();
-    size_t used = kPayloadStart;
-    uint8_t* buffer = Room(used + tail);
+    : payloadStart_(words.size() + kHeaderRoom), tag_(details.GetTag()), isSentence_(true) {
+    size_t used = payloadStart_;
+    uint8_t* buffer = Room(used + kGlobalTrailer);
+    size_t index = 0;
     for (const VariantValue& word : words) {
         const VariantBlob blob = BlobOf(word);
         const uint32_t length = CheckedLength(blob.Size());
         const size_t start = used + kWordHeader;
         used = start + length;
-        buffer = Room(used + tail);
+        buffer = Room(used + kGlobalTrailer);
+        buffer[index++] = uint8_t(word.Type());
         buffer[start - kWordHeader] = kWordSync;
         StoreBigEndian(buffer + start - 4, length);
         blob.Write(buffer + start);
     }
-    payloadSize_ = used - kPayloadStart;
-    uint8_t* type = buffer + used + kGlobalTrailer;
-    for (const VariantValue& word : words)
-        *type++ = uint8_t(word.Type());
+    payloadSize_ = used - payloadStart_;
     Encode();
 }
 
@@ -105,11 +104,11 @@ void OutgoingMessage::Encode() {
         front = front << 8 | stream_;
     const int tagShift = layout.isLegacy ? 0 : 16;
     const int frontShift = 8 * layout.tagWidth + tagShift;
-    uint8_t* const payload = Buffer() + kPayloadStart;
+    uint8_t* const payload = Buffer() + payloadStart_;
     StoreBigEndian<uint64_t>(payload - 16, front >> (64 - frontShift));
     StoreBigEndian<uint64_t>(payload - 8, front << frontShift | uint64_t{tag_} << tagShift);
 
-    start_ = kPayloadStart - layout.headerSize;
+    start_ = payloadStart_ - layout.headerSize;
     size_ = size;
     uint8_t* const message = payload - layout.headerSize;
     uint8_t* const end = payload + payloadSize_;
@@ -127,8 +126,8 @@ std::string OutgoingMessage::ToString() const {
 }
 
 std::string OutgoingMessage::GetDebugString() const {
-    const uint8_t* position = Buffer() + kPayloadStart;
-    const uint8_t* type = position + payloadSize_ + kGlobalTrailer;
+    const uint8_t* type = Buffer();
+    const uint8_t* position = Buffer() + payloadStart_;
     VariantValue value;
     if (!isSentence_) {
         value.FromBlob(VariantType(*type), position, payloadSize_);

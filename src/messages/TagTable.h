@@ -12,7 +12,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <utility>
 
 namespace quarn {
@@ -63,7 +62,7 @@ public:
 private:
     const char* kind_;
     std::string name_;
-    std::unordered_map<uint32_t, Details> byTag_;
+    std::map<uint32_t, Details> byTag_;
     std::map<std::string, const Details*> byKey_;
 };
 
