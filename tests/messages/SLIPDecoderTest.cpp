@@ -5,9 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace quarn {
@@ -15,10 +17,16 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
+void GetAll(SLIPDecoder& decoder, std::vector<Bytes>& messages) {
+    Bytes message = {7};
+    while (decoder.Get(message))
+        messages.push_back(std::exchange(message, {7}));
+    EXPECT_EQ(message, Bytes{7});  // left alone
+}
+
 std::vector<Bytes> GetAll(SLIPDecoder& decoder) {
     std::vector<Bytes> messages;
-    for (Bytes message; decoder.Get(message);)
-        messages.push_back(message);
+    GetAll(decoder, messages);
     return messages;
 }
 
@@ -42,29 +50,17 @@ TEST(SLIPDecoderTest, CutsFramesOut) {
          0},
     };
     for (const auto& c : cases) {
-        SLIPDecoder whole("link", 0);
-        EXPECT_EQ(whole.Write(c.stream), c.stream.size());
-        EXPECT_EQ(GetAll(whole), c.frames);
-        EXPECT_EQ(whole.Write({}), c.left);
-
-        SLIPDecoder piecewise("link", 0);
-        std::vector<Bytes> frames;
-        for (const uint8_t byte : c.stream) {
-            piecewise.Write({byte});
-            for (Bytes& frame : GetAll(piecewise))
-                frames.push_back(frame);
+        for (const size_t step : {c.stream.size(), size_t{1}}) {
+            SLIPDecoder decoder("link", 0);
+            std::vector<Bytes> frames;
+            for (size_t at = 0; at < c.stream.size(); at += step) {
+                decoder.Write(Bytes(&c.stream[at], &c.stream[at] + step));
+                GetAll(decoder, frames);
+            }
+            EXPECT_EQ(frames, c.frames);
+            EXPECT_EQ(decoder.Write({}), c.left);
         }
-        EXPECT_EQ(frames, c.frames);
-        EXPECT_EQ(piecewise.Write({}), c.left);
     }
-}
-
-TEST(SLIPDecoderTest, LeavesTheMessageAloneUntilThereIsOne) {
-    SLIPDecoder decoder("link", 0);
-    Bytes message = {7};
-    decoder.Write({0x41});
-    EXPECT_FALSE(decoder.Get(message));
-    EXPECT_EQ(message, Bytes{7});
 }
 
 TEST(SLIPDecoderTest, TakesWordsMostSignificantByteFirst) {
@@ -106,27 +102,24 @@ TEST(SLIPDecoderTest, DropsEverythingAboveTheLimit) {
 
 TEST(SLIPDecoderTest, GivesBackWhatTheEncoderFramed) {
     std::mt19937 random(1);
-    const uint8_t bytes[] = {0xC0, 0xDB, 0xDC, 0xDD, 0x00, 0xBF};
+    const uint8_t specials[] = {0xC0, 0xDB, 0xDC, 0xDD};
     SLIPEncoder encoder("link", 0);
     SLIPDecoder decoder("link", 0);
     std::vector<Bytes> sent, received;
-    Bytes stream, piece;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 3000; ++i) {
         Bytes message(1 + random() % 40);
         for (uint8_t& byte : message)
-            byte = random() % 4 != 0 ? static_cast<uint8_t>(random()) : bytes[random() % sizeof bytes];
+            byte = random() % 4 != 0 ? static_cast<uint8_t>(random()) : specials[random() % 4];
         encoder.Put(message);
         sent.push_back(message);
-        encoder.Read(piece);
-        stream.insert(stream.end(), piece.begin(), piece.end());
     }
-    for (size_t at = 0; at < stream.size(); at += piece.size()) {
-        const size_t length = std::min<size_t>(random() % 100, stream.size() - at);
-        piece.assign(stream.begin() + static_cast<ptrdiff_t>(at),
-                     stream.begin() + static_cast<ptrdiff_t>(at + length));
-        decoder.Write(piece);
-        for (Bytes& message : GetAll(decoder))
-            received.push_back(message);
+    Bytes stream;
+    encoder.Read(stream);
+    for (auto at = stream.begin(); at != stream.end();) {
+        const auto end = at + std::min<ptrdiff_t>(random() % 100, stream.end() - at);
+        decoder.Write(Bytes(at, end));
+        GetAll(decoder, received);
+        at = end;
     }
     EXPECT_EQ(received, sent);
 }
@@ -142,7 +135,6 @@ TEST(SLIPDecoderTest, TakesLinearTime) {
     }
     slow.Write({0xC0});
     EXPECT_TRUE(slow.Get(message));
-    EXPECT_EQ(message, Bytes(262143, 0x41));
 
     const size_t frames = 300000;
     SLIPDecoder crowded("crowded", 2 * frames);
