@@ -7,8 +7,11 @@
 // the median, the 99th percentile and the worst, in microseconds, and "free" how far a clock that nobody sets
 // is off at the end.
 //
-// clocksync/exchange/... exchanges datagrams over the loopback interface with a real server in another
-// thread. CPU time is that of the client's thread alone. "raw" makes the same system calls and nothing else.
+// clocksync/loopback/... takes that distance after each of many exchanges with a real server in another
+// thread, over the loopback interface, with clocks that count the same crystal.
+//
+// clocksync/exchange/... is what such an exchange costs. CPU time is that of the client's thread alone; "raw"
+// makes the same system calls and nothing else.
 
 #include <quarn/LocalTime.h>
 #include <quarn/MicrosecondClockSoftware.h>

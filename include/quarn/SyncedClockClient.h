@@ -5,8 +5,9 @@
 ///
 ///     srand(seed);  // once a process: rand() keeps clients from asking in step
 ///     quarn::MicrosecondClockSoftware clock;
-///     quarn::SyncedClockClient client(nullptr, quarn::IPAddress(), quarn::IPAddress("10.0.0.1"), 5010,
-///     clock); if (client.GetLocalPort() == 0)
+///     const quarn::IPAddress server("10.0.0.1");
+///     quarn::SyncedClockClient client(nullptr, quarn::IPAddress(), server, 5010, clock);
+///     if (client.GetLocalPort() == 0)
 ///         return EXIT_FAILURE;  // no socket: that has been printed with mask ERR
 ///
 /// An exchange that fails (no answer within 10 ms, a datagram from elsewhere, an answer that is not

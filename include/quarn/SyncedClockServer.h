@@ -4,7 +4,7 @@
 ///
 ///     quarn::MicrosecondClockSoftware clock;
 ///     quarn::SyncedClockServer server(nullptr, quarn::IPAddress(), 5010, clock);
-///     if (!server.IsServing())
+///     if (server.GetPort() == 0)
 ///         return EXIT_FAILURE;  // the port is taken, for example: that has been printed with mask ERR
 ///
 /// Bad requests are printed with mask ERR and survived. The packet is described in docs/clocks.md; it carries
