@@ -18,6 +18,7 @@
 #include <stdint.h>
 #include <stdio.h>
 
+#include <atomic>
 #include <list>
 #include <memory>
 #include <string>
@@ -97,11 +98,18 @@ public:
     void UpdateTestMode();
 
 private:
+    friend Debug* DefaultDebug();
+
     class Impl;
     std::unique_ptr<Impl> impl_;
+
+    static std::atomic<Debug*> default_;
 };
 
-/// The process's default Debug, through which the library prints; null while there is none.
-Debug* DefaultDebug();
+/// The process's default Debug, through which the library prints; null while there is none. Any thread may
+/// ask.
+inline Debug* DefaultDebug() {
+    return Debug::default_.load(std::memory_order_acquire);
+}
 
 }  // namespace quarn

@@ -18,6 +18,7 @@
 /// are renamed to count from 1. Regular files whose names fit are log files and directories whose names fit
 /// are snapshots, whoever made them; everything else in the directory is left alone.
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include <memory>
@@ -97,6 +98,8 @@ public:
     /// with the next line. When the next file cannot be begun (an old one cannot be deleted, or renamed to a
     /// name that is free, or the new one not opened), the logger writes nothing from then on.
     void Write(const char* text);
+    /// The same for text of known length; a line that brings its newline along is not copied.
+    void Write(const char* text, size_t length);
 
     /// Copies every log file into a new snapshot directory; before that the oldest snapshots are removed with
     /// all they contain, so that with the new one as many as allowed are left. Writers wait meanwhile. Does

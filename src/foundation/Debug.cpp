@@ -22,8 +22,6 @@ namespace {
 constexpr char TEST_MODE_FILE[] = "/tmp/test/legacy";
 constexpr size_t THREAD_NAME_SIZE = 16;  // of the kernel, with the NUL
 
-std::atomic<Debug*> defaultDebug{nullptr};
-
 std::string_view ThreadName(char (&buffer)[THREAD_NAME_SIZE]) {
     return prctl(PR_GET_NAME, buffer) == 0 ? buffer : std::string_view();
 }
@@ -141,17 +139,17 @@ void Debug::Impl::PrintText(uint32_t mask, const char* file, int line, const cha
 
 void Debug::Impl::Emit(uint32_t mask, DebugLine& output, size_t textStart) const {
     const bool empty = output.Length() == textStart;
-    const bool newline = empty || !output.EndsIn('\n');
     if (empty && showSourceLocation)
         output.RemoveLast();
-    if (mask == 0 || (mask & consoleMask) != 0) {
-        // In one piece, so that lines of other threads cannot come in between.
-        const std::string_view line = output.WithNewline();
-        fwrite(line.data(), 1, line.size() - (newline ? 0 : 1), stdout);
-    }
+    // In one piece, so that lines of other threads cannot come in between.
+    const std::string_view line = output.WithNewline();
+    if (mask == 0 || (mask & consoleMask) != 0)
+        fwrite(line.data(), 1, line.size(), stdout);
     if (logger && (mask == 0 || (mask & logMask) != 0))
-        logger->Write(output.CString());
+        logger->Write(line.data(), line.size());
 }
+
+std::atomic<Debug*> Debug::default_{nullptr};
 
 Debug::Debug(const DebugOptions& options, Logger* logger) : impl_(std::make_unique<Impl>(options, logger)) {
     UpdateTestMode();
@@ -159,15 +157,11 @@ Debug::Debug(const DebugOptions& options, Logger* logger) : impl_(std::make_uniq
 
 Debug::~Debug() {
     Debug* self = this;
-    defaultDebug.compare_exchange_strong(self, nullptr);
+    default_.compare_exchange_strong(self, nullptr);
 }
 
 void Debug::SetAsDefault() {
-    defaultDebug = this;
-}
-
-Debug* DefaultDebug() {
-    return defaultDebug.load(std::memory_order_acquire);
+    default_ = this;
 }
 
 bool Debug::IsRelevant(uint32_t mask) const {

@@ -1,17 +1,13 @@
 #include "foundation/DebugLine.h"
 
 #include <stdio.h>
-#include <string.h>
 
 #include <algorithm>
 #include <new>
 
 namespace quarn {
 
-// Room for so many characters and one that ends the line.
-bool DebugLine::Reserve(size_t more) {
-    if (more < capacity_ - length_)
-        return true;
+bool DebugLine::Grow(size_t more) {
     const size_t capacity = std::max(2 * capacity_, length_ + more + 1);
     std::unique_ptr<char[]> larger(new (std::nothrow) char[capacity]);
     if (!larger)
@@ -20,14 +16,6 @@ bool DebugLine::Reserve(size_t more) {
     long_ = std::move(larger);
     text_ = long_.get();
     capacity_ = capacity;
-    return true;
-}
-
-bool DebugLine::Add(std::string_view text) {
-    if (!Reserve(text.size()))
-        return false;
-    memcpy(text_ + length_, text.data(), text.size());
-    length_ += text.size();
     return true;
 }
 

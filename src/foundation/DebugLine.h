@@ -4,6 +4,7 @@
 
 #include <stdarg.h>
 #include <stddef.h>
+#include <string.h>
 
 #include <memory>
 #include <string_view>
@@ -19,26 +20,30 @@ public:
     DebugLine(const DebugLine&) = delete;
     DebugLine& operator=(const DebugLine&) = delete;
 
-    bool Add(std::string_view text);
+    bool Add(std::string_view text) {
+        if (!Reserve(text.size()))
+            return false;
+        memcpy(text_ + length_, text.data(), text.size());
+        length_ += text.size();
+        return true;
+    }
     /// Adds what printf would; a NUL character that it produces ends the text.
     bool AddFormatted(const char* format, va_list arguments) QUARN_VPRINTF(2);
     void RemoveLast() { --length_; }
 
     size_t Length() const { return length_; }
-    bool EndsIn(char c) const { return length_ != 0 && text_[length_ - 1] == c; }
-    /// The line with a newline behind it, as long as nothing else is called.
+    /// The line with a newline at its end, one that it had already or else an additional one. Good as long as
+    /// nothing else is called.
     std::string_view WithNewline() {
+        const bool complete = length_ != 0 && text_[length_ - 1] == '\n';
         text_[length_] = '\n';
-        return {text_, length_ + 1};
-    }
-    /// The line with a NUL behind it, as long as nothing else is called.
-    const char* CString() {
-        text_[length_] = '\0';
-        return text_;
+        return {text_, complete ? length_ : length_ + 1};
     }
 
 private:
-    bool Reserve(size_t more);
+    // Room for so many characters and one that ends the line.
+    bool Reserve(size_t more) { return more < capacity_ - length_ || Grow(more); }
+    bool Grow(size_t more);
 
     char short_[1024];
     std::unique_ptr<char[]> long_;

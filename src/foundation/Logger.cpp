@@ -138,13 +138,13 @@ public:
         good_ = file_.Get() >= 0;
     }
 
-    void Write(const char* text);
+    void Write(const char* text, size_t length);
     void Snapshot();
     bool IsGood() const { return good_; }
 
 private:
     void Next(bool start);
-    void WriteLine(const char* text);
+    void WriteLine(const char* text, size_t length);
     bool WriteBytes(const char* data, size_t length);
     std::vector<std::string> TakeSnapshot();
 
@@ -156,9 +156,7 @@ private:
     std::atomic<bool> good_;
 };
 
-void Logger::Impl::Write(const char* text) {
-    if (!text)
-        return;
+void Logger::Impl::Write(const char* text, size_t length) {
     const std::lock_guard lock(mutex_);
     if (!good_)
         return;
@@ -171,7 +169,7 @@ void Logger::Impl::Write(const char* text) {
         good_ = false;
         return;
     }
-    WriteLine(text);
+    WriteLine(text, length);
     if (options_.linesPerFile != 0)
         ++lines_;
 }
@@ -200,10 +198,9 @@ void Logger::Impl::Next(bool start) {
 
 // One system call for all but very long lines: copying is cheaper than a second call or having the system
 // gather the pieces. There is nobody to tell that a line could not be written.
-void Logger::Impl::WriteLine(const char* text) {
+void Logger::Impl::WriteLine(const char* text, size_t length) {
     if (midLine_ && !WriteBytes("\n", 1))
         return;
-    const size_t length = strlen(text);
     if (length != 0 && text[length - 1] == '\n') {
         WriteBytes(text, length);
     } else if (length < SHORT_LINE) {
@@ -272,7 +269,12 @@ Logger::Logger(const LoggerOptions& options) : impl_(std::make_unique<Impl>(opti
 Logger::~Logger() = default;
 
 void Logger::Write(const char* text) {
-    impl_->Write(text);
+    if (text)
+        impl_->Write(text, strlen(text));
+}
+
+void Logger::Write(const char* text, size_t length) {
+    impl_->Write(text, length);
 }
 
 void Logger::Snapshot() {

@@ -1,0 +1,1 @@
+quarn_bench(log PEERS spdlog::spdlog)

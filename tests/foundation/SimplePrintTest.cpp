@@ -1,0 +1,75 @@
+#include <quarn/SimplePrint.h>
+
+#include <gtest/gtest.h>
+
+#include <limits.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+
+namespace quarn {
+namespace {
+
+QUARN_PRINTF(1, 2) void ExpectLikePrintf(const char* format, ...) {
+    va_list arguments;
+    va_list again;
+    va_start(arguments, format);
+    va_copy(again, arguments);
+    char expected[200];
+    char actual[sizeof(expected)];
+    const int length = vsnprintf(expected, sizeof(expected), format, arguments);
+    EXPECT_EQ(SimplePrint::Printv(actual, sizeof(actual), format, again), static_cast<size_t>(length));
+    EXPECT_STREQ(actual, expected) << format;
+    va_end(again);
+    va_end(arguments);
+}
+
+TEST(SimplePrintTest, ConvertsAsPrintfDoes) {
+    ExpectLikePrintf("plain %% text");
+    ExpectLikePrintf("%d %i %u %x %X", INT_MIN, INT_MAX, UINT_MAX, 0xABCDEFu, 0xABCDEFu);
+    ExpectLikePrintf("%d %u %x %ld", 0, 0u, 0u, 0L);
+    ExpectLikePrintf("%hhd %hhu %hd %hu %hhx %hX", -1, 0x1FF, -2, 0x1FFFF, -1, -1);
+    ExpectLikePrintf("%ld %lu %lld %llu %zu %zd %lx %llX", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX,
+                     SIZE_MAX, ssize_t{-5}, ULONG_MAX, ULLONG_MAX);
+    ExpectLikePrintf("[%5d][%05d][%5d][%05d][%1d][%010u]", 42, 42, -42, -42, 123456, 7u);
+    ExpectLikePrintf("[%016lX][%8x][%08hhx]", 0xDEADBEEFul, 0xBEu, 0x5);
+    ExpectLikePrintf("[%s][%6s][%2s][%s]", "abc", "abc", "abc", "");
+    ExpectLikePrintf("[%c][%3c]", 'a', 'b');
+    ExpectLikePrintf("[%p][%20p]", reinterpret_cast<void*>(0xDEADBEEF12), reinterpret_cast<void*>(0x1000));
+    char text[32];
+    const char* volatile null = nullptr;
+    SimplePrint::Print(text, sizeof(text), "%s %p", null, static_cast<const void*>(null));
+    EXPECT_STREQ(text, "(null) 0x0");
+}
+
+TEST(SimplePrintTest, StaysInsideTheBuffer) {
+    const struct {
+        size_t size;
+        const char* text;
+    } cases[] = {{0, "########"}, {1, ""}, {4, "abc"}, {6, "abcde"}, {7, "abcdef"}, {8, "abcdef"}};
+    for (const auto& c : cases) {
+        char buffer[] = "########";
+        const size_t length = SimplePrint::Print(buffer, c.size, "%s", "abcdef");
+        EXPECT_STREQ(buffer, c.text) << c.size;
+        EXPECT_EQ(length, c.size == 0 ? 0 : strlen(c.text));
+        EXPECT_EQ(buffer[7], '#') << c.size;
+    }
+    char buffer[8];
+    EXPECT_EQ(SimplePrint::Print(buffer, sizeof(buffer), "%999999999d", 1), 7u);
+    EXPECT_STREQ(buffer, "       ");
+    EXPECT_EQ(SimplePrint::Print(buffer, sizeof(buffer), "ab%012d", -1), 7u);
+    EXPECT_STREQ(buffer, "ab-0000");
+}
+
+TEST(SimplePrintTest, LeavesTheFormatFromAnUnknownConversionOn) {
+    char text[64];
+    SimplePrint::Print(text, sizeof(text), "%d %.3d %s %d", 1, 2, "three", 4);
+    EXPECT_STREQ(text, "1 %.3d %s %d");
+    SimplePrint::Print(text, sizeof(text), "%d %5f", 1, 2.0);
+    EXPECT_STREQ(text, "1 %5f");
+    SimplePrint::Print(text, sizeof(text), "%d %ls!", 1, L"wide");
+    EXPECT_STREQ(text, "1 %ls!");
+}
+
+}  // namespace
+}  // namespace quarn
