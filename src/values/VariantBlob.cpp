@@ -64,8 +64,12 @@ void ReadBlob(const uint8_t* data, size_t length, std::vector<uint8_t>& bytes) {
     bytes.assign(data, data + length);
 }
 
+const char* Characters(const uint8_t* data, size_t length) {
+    return length > 0 ? reinterpret_cast<const char*>(data) : "";
+}
+
 void ReadBlob(const uint8_t* data, size_t length, std::string& text) {
-    text.assign(length > 0 ? reinterpret_cast<const char*>(data) : "", length);
+    text.assign(Characters(data, length), length);
 }
 
 void ReadBlob(const uint8_t* data, size_t remaining, std::vector<std::string>& texts) {
@@ -88,11 +92,18 @@ void ReadBlob(const uint8_t* data, size_t remaining, std::vector<std::string>& t
     texts = std::move(found);
 }
 
+// A new value; bytes and characters are faster built than assigned.
 template <class T>
 T ParseBlob(const uint8_t* data, size_t length) {
-    T value{};
-    ReadBlob(data, length, value);
-    return value;
+    if constexpr (kTypeOf<T> == VariantType::STRING) {
+        return T(Characters(data, length), length);
+    } else if constexpr (kTypeOf<T> == VariantType::UINT8_VECTOR) {
+        return T(data, data + length);
+    } else {
+        T value{};
+        ReadBlob(data, length, value);
+        return value;
+    }
 }
 
 // BlobSize() and WriteBlob() of the values whose size varies.
@@ -189,13 +200,11 @@ void Variant::FromBlob(VariantType type, const uint8_t* data, size_t length) {
     if (!takesAnyType_)
         ThrowWrongType(type_, type);
     WithType(type, [&]<class T>() {
-        // In place where there is no value yet that a bad blob could spoil.
-        if (type_ == VariantType::NONE) {
-            new (location_) T(ParseBlob<T>(data, length));
-            type_ = type;
-        } else {
-            static_cast<VariantValue*>(this)->Set(ParseBlob<T>(data, length));
-        }
+        if (type_ != VariantType::NONE)
+            return static_cast<VariantValue*>(this)->Set(ParseBlob<T>(data, length));
+        // In place, where there is no value yet that a bad blob could spoil.
+        new (location_) T(ParseBlob<T>(data, length));
+        type_ = type;
     });
 }
 
