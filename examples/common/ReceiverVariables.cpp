@@ -41,6 +41,7 @@ void BindMeasured(quarn::VariableIndex& index, uint32_t tag, VariantType type, T
     else
         index.Add(
             tag, type, [variable] { return VariantValue(*variable); }, nullptr, 0);
+    index.MarkNonpersistent(tag);
 }
 
 }  // namespace

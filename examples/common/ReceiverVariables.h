@@ -74,7 +74,7 @@ struct ReceiverState {
 };
 
 /// Binds every variable to its place in the state, which must outlive the index. What the unit measures can
-/// be read and not set, unless `measuredToo`.
+/// be read and not set, unless `measuredToo`; it is not persistent in any case.
 void BindVariables(quarn::VariableIndex& index, ReceiverState& state, bool measuredToo);
 
 }  // namespace unit

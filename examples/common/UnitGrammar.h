@@ -1,16 +1,6 @@
 #pragma once
 
 /// The sentences that units and their clients exchange beside variable messages.
-///
-/// | sentence    | from   | words                                                                          |
-/// | ----------- | ------ | ------------------------------------------------------------------------------ |
-/// | subscribe   | client | STRING_LIST patterns: push what matches, first as it is, then whenever it changes
-/// | | query       | client | STRING pattern: answered by a "value" for each match, then "done" | |
-/// statistics  | client | none: answered by "line"s, then "done"                                         | |
-/// value       | unit   | STRING key, STRING type, STRING text                                           | |
-/// line        | unit   | STRING text                                                                    | |
-/// done        | unit   | UINT32 number of answers before it                                             | |
-/// refused     | unit   | STRING reason: what the client sent last and the unit did not take             |
 
 #include <quarn/SentenceGrammar.h>
 
@@ -19,13 +9,19 @@
 namespace unit {
 
 enum SentenceTag : uint32_t {
-    SUBSCRIBE = 0x00510001,
-    QUERY = 0x00510002,
-    STATISTICS = 0x00510003,
-    VALUE = 0x00510011,
-    LINE = 0x00510012,
-    DONE = 0x00510013,
-    REFUSED = 0x00510014,
+    // From a client.
+    SUBSCRIBE =
+        0x00510001,      ///< STRING_LIST patterns: push what matches, first as it is, then on every change
+    QUERY = 0x00510002,  ///< STRING pattern: answered by a VALUE for each match, then DONE
+    STATISTICS = 0x00510003,  ///< answered by LINEs, then DONE
+    OFFER = 0x00510004,       ///< STRING name of a file: answered by ACCEPTED, and by ARRIVED at its end
+    // From a unit.
+    VALUE = 0x00510011,     ///< STRING key, STRING type, STRING text
+    LINE = 0x00510012,      ///< STRING text
+    DONE = 0x00510013,      ///< UINT32 number of answers before it
+    REFUSED = 0x00510014,   ///< STRING reason: what the client said last is not done
+    ACCEPTED = 0x00510015,  ///< UINT32 token, UINT16 port: where the bulk transfer of the file goes
+    ARRIVED = 0x00510016,   ///< STRING name, BOOLEAN whether the file is there, complete
 };
 
 class UnitGrammar : public quarn::SentenceGrammar {

@@ -1,4 +1,4 @@
-/// quarn-ctl: reads, sets and watches the variables of a unit.
+/// quarn-ctl: reads, sets and watches the variables of a unit, and sends it files.
 
 #include <quarn/MonitorException.h>
 #include <quarn/Sentence.h>
@@ -8,6 +8,7 @@
 #include <quarn/VariableDetails.h>
 
 #include "common/Endpoint.h"
+#include "ctl/Push.h"
 #include "ctl/UnitClient.h"
 
 #include <CLI/CLI.hpp>
@@ -89,7 +90,7 @@ void Stats(UnitClient& client) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Reads, sets and watches the variables of a unit");
+    CLI::App app("Reads, sets and watches the variables of a unit, and sends it files");
     app.require_subcommand(1);
     std::string unitName = "127.0.0.1:7400";
     std::string pattern;
@@ -107,6 +108,9 @@ int main(int argc, char** argv) {
     CLI::App* watch = app.add_subcommand("watch", "Show the matching variables now and whenever they change");
     watch->add_option("PATTERN", pattern)->required();
     watch->add_option("--count", count, "End after so many lines")->capture_default_str();
+    std::string file;
+    CLI::App* push = app.add_subcommand("push", "Send a file to the unit");
+    push->add_option("FILE", file)->required();
     app.add_subcommand("stats", "Show the unit's statistics");
     app.failure_message([](const CLI::App*, const CLI::Error& e) {
         return std::string("quarn-ctl: ") + e.what() + " (--help shows what there is)\n";
@@ -118,13 +122,16 @@ int main(int argc, char** argv) {
     }
 
     try {
-        UnitClient client(unit::ParsePeer(unitName), CONNECT_MS);
+        const unit::Endpoint endpoint = unit::ParsePeer(unitName);
+        UnitClient client(endpoint, CONNECT_MS);
         if (get->parsed())
             Get(client, pattern);
         else if (set->parsed())
             Set(client, key, value);
         else if (watch->parsed())
             Watch(client, pattern, count);
+        else if (push->parsed())
+            unit::Push(client, endpoint, file);
         else
             Stats(client);
     } catch (const MonitorException& e) {

@@ -24,6 +24,7 @@ using quarn::VariantValue;
 namespace {
 
 constexpr uint64_t SECOND_US = 1000000;
+constexpr uint64_t ARRIVAL_CHECK_US = 20000;
 
 int64_t WallClockUs() {
     timeval now{};
@@ -37,11 +38,17 @@ Unit::Unit(quarn::Debuggable* parent, const UnitOptions& options, std::function<
     : Worker(parent, options.name),
       options_(options),
       ended_(std::move(ended)),
+      state_(options.state, variables_.Index()),
+      clock_(parent, options.clock),
+      inbox_(options.inbox, options.listen.address),
+      watchdog_(options.watchdog, options.name),
       listener_(options.listen.address, options.listen.port),
       links_(options.links.begin(), options.links.end()),
       startTick_(quarn::Tick()),
       nextSecondTick_(startTick_ + SECOND_US) {
-    variables_.State().name = options.name;
+    if (options.state.devices.empty())
+        variables_.State().name = options.name;
+    variables_.State().clockOffsetUs = clock_.GetOffsetUs();
     variables_.TakeChanges();
 }
 
@@ -54,14 +61,17 @@ void Unit::Finalize() {
     SetListening(false);
     for (auto peer = peers_.begin(); peer != peers_.end();)
         peer = DropPeer(peer);
+    state_.SaveNow();
     ended_();
 }
 
 bool Unit::PreWait() {
-    uint64_t deadline = nextSecondTick_;
+    const uint64_t now = quarn::Tick();
+    uint64_t deadline = std::min({nextSecondTick_, state_.Deadline(), watchdog_.Deadline()});
     for (const Link& link : links_)
         deadline = std::min(deadline, link.Deadline());
-    const uint64_t now = quarn::Tick();
+    if (inbox_.IsBusy())
+        deadline = std::min(deadline, now + ARRIVAL_CHECK_US);
     SetPollInterval(deadline <= now ? 0 : static_cast<int>((deadline - now) / 1000 + 1));
     return true;
 }
@@ -73,6 +83,9 @@ bool Unit::Work() {
         AcceptPeers();
     ConnectLinks();
     ServePeers();
+    TellArrivals();
+    state_.SaveIfDue();
+    watchdog_.Work();
     for (const auto& peer : peers_) {
         peer->Terminal()
             .Flush();  // what the peers have caused each other to be told leaves in the same cycle
@@ -222,6 +235,9 @@ void Unit::HandleSentence(Peer& peer, const quarn::Sentence& sentence) {
         case STATISTICS:
             AnswerStatistics(peer);
             break;
+        case OFFER:
+            AnswerOffer(peer, sentence.Word(0).As<std::string>());
+            break;
         case REFUSED:
             if (DefaultDebug())
                 DefaultDebug()->Printf(quarn::DEBUG_WARN, __FILE__, __LINE__, "\"%s\" refused: %s",
@@ -245,6 +261,7 @@ void Unit::HandleVariable(Peer& peer) {
                                variables_.Dictionary().Find(tag).GetKey().c_str(),
                                quarn::Prettify(variables_.Index().GetReference(tag)->ToString()).c_str(),
                                peer.Name().c_str());
+    state_.NoteChange();
     Tell(tag, peer.IsLink() ? &peer : nullptr);
 }
 
@@ -270,9 +287,27 @@ void Unit::AnswerQuery(Peer& peer, const std::string& pattern) {
 void Unit::AnswerStatistics(Peer& peer) {
     std::list<std::string> lines;
     GetStatistics(lines);
+    clock_.ReportStatistics(lines);
     for (const std::string& line : lines)
         Say(peer, LINE, {VariantValue(line)});
     Say(peer, DONE, {VariantValue(static_cast<uint32_t>(lines.size()))});
+}
+
+void Unit::AnswerOffer(Peer& peer, const std::string& name) {
+    const FileInbox::Offer offer = inbox_.Expect(peer.Name(), name);
+    Say(peer, ACCEPTED, {VariantValue(offer.token), VariantValue(offer.port)});
+}
+
+void Unit::TellArrivals() {
+    for (const FileInbox::Arrival& arrival : inbox_.TakeArrivals()) {
+        if (DefaultDebug())
+            DefaultDebug()->Printf(quarn::DEBUG_INFO, __FILE__, __LINE__, "File \"%s\" from \"%s\" %s",
+                                   quarn::Prettify(arrival.name).c_str(), arrival.peer.c_str(),
+                                   arrival.complete ? "has arrived" : "did not arrive");
+        for (const auto& peer : peers_)
+            if (peer->Name() == arrival.peer)
+                Say(*peer, ARRIVED, {VariantValue(arrival.name), VariantValue(arrival.complete)});
+    }
 }
 
 void Unit::Refuse(Peer& peer, const std::string& reason) {
@@ -293,6 +328,7 @@ void Unit::Measure() {
     ReceiverState& state = variables_.State();
     state.uptimeS = static_cast<uint32_t>((quarn::Tick() - startTick_) / SECOND_US);
     state.utcUs = WallClockUs();
+    state.clockOffsetUs = clock_.GetOffsetUs();
     state.temperatureC = static_cast<int16_t>(25 + state.uptimeS % 3);
     state.rssiDBm = state.mute ? -120.0F : -60.0F - static_cast<float>(state.uptimeS % 7);
     state.packetsReceived += 250;

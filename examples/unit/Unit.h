@@ -7,13 +7,18 @@
 
 #include "common/Endpoint.h"
 #include "common/UnitGrammar.h"
+#include "unit/ClockServices.h"
+#include "unit/FileInbox.h"
 #include "unit/Link.h"
 #include "unit/Peer.h"
+#include "unit/StateKeeper.h"
 #include "unit/UnitVariables.h"
+#include "unit/Watchdog.h"
 
 #include <functional>
 #include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,7 +29,11 @@ struct UnitOptions {
     Endpoint listen;
     std::vector<Endpoint> links;            ///< units to connect to and mirror
     std::list<std::string> mirrorPatterns;  ///< which of their variables to mirror
-    size_t maxPeers = 64;                   ///< accepted connections at a time; more are turned away
+    StateOptions state;
+    ClockOptions clock;
+    std::optional<Endpoint> watchdog;  ///< the service to report to
+    std::string inbox;                 ///< folder for files from peers; none are taken when empty
+    size_t maxPeers = 64;              ///< accepted connections at a time; more are turned away
 };
 
 /// The unit daemon: one worker that serves every connection.
@@ -34,11 +43,14 @@ struct UnitOptions {
 /// the one that made it, while the other does not send back what it was told.
 class Unit final : public quarn::Worker {
 public:
-    /// Listens at once, so that a port in use is known before there is a thread: throws MonitorException.
+    /// Loads the saved variables, starts the services and listens at once, so that what cannot be had is known
+    /// before there is a thread: throws MonitorException.
     /// `ended` is called on the worker's thread when it ends, for whatever reason. Stop() the worker before
     /// it is destroyed.
     Unit(quarn::Debuggable* parent, const UnitOptions& options, std::function<void()> ended);
     uint16_t GetPort() const { return listener_.GetPort(); }
+    /// Where the time is told; 0 when it is not.
+    uint16_t GetClockPort() const { return clock_.GetServerPort(); }
 
     bool Initialize() override;
     bool PreWait() override;
@@ -67,6 +79,8 @@ private:
     void Subscribe(Peer& peer, const std::list<std::string>& patterns);
     void AnswerQuery(Peer& peer, const std::string& pattern);
     void AnswerStatistics(Peer& peer);
+    void AnswerOffer(Peer& peer, const std::string& name);
+    void TellArrivals();
     void Refuse(Peer& peer, const std::string& reason);
     void Say(Peer& peer, SentenceTag tag, const std::vector<quarn::VariantValue>& words);
 
@@ -77,6 +91,10 @@ private:
     std::function<void()> ended_;
     UnitGrammar grammar_;
     UnitVariables variables_;
+    StateKeeper state_;
+    ClockServices clock_;
+    FileInbox inbox_;
+    Watchdog watchdog_;
     quarn::TCPListener listener_;
     bool listening_ = false;
     std::vector<Link> links_;

@@ -15,7 +15,9 @@
 #include <errno.h>
 #include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <memory>
@@ -41,6 +43,9 @@ int ParseCommandLine(int argc, char** argv, Options& options) {
     std::string logMask = quarn::Debug::FormatMask(options.debug.logMask);
     std::vector<std::string> peers;
     std::vector<std::string> mirror = {"audio.mute", "audio.gain-db", "rf.channel", "rf.frequency-khz"};
+    std::string clockServer;
+    std::string clockClient;
+    std::string watchdog;
     bool showMasks = false;
     app.add_option("--name", options.unit.name, "The unit's name")->capture_default_str();
     app.add_option("--listen", listen,
@@ -49,6 +54,24 @@ int ParseCommandLine(int argc, char** argv, Options& options) {
     app.add_option("--peer", peers, "HOST:PORT of a unit to connect to and mirror; may be repeated");
     app.add_option("--mirror", mirror, "Pattern of the variables to mirror with them; may be repeated")
         ->capture_default_str();
+    app.add_option("--state", options.unit.state.devices,
+                   "Keep the settings there: FILE, eeprom:PATH or mtd:NAME; may be repeated");
+    app.add_option("--state-block-size", options.unit.state.blockSize,
+                   "Bytes of a block of the state devices; 0 is one block of any length in each FILE")
+        ->capture_default_str();
+    app.add_option("--state-version", options.unit.state.dataVersion,
+                   "Data version to write with the settings")
+        ->capture_default_str();
+    app.add_option("--state-interval", options.unit.state.intervalMs, "Milliseconds between saves, at least")
+        ->capture_default_str();
+    app.add_option("--receive-files", options.unit.inbox,
+                   "Take files from peers into this folder (it must exist)");
+    app.add_option("--clock-server", clockServer, "ADDRESS:PORT or PORT to tell the time on");
+    app.add_option("--clock-client", clockClient, "HOST:PORT of the unit whose clock to follow");
+    app.add_option("--clock-start", options.unit.clock.startUs,
+                   "Microseconds that the unit's clock starts ahead by")
+        ->capture_default_str();
+    app.add_option("--watchdog", watchdog, "HOST:PORT of the watchdog service to report to");
     app.add_option("--max-peers", options.unit.maxPeers, "Connections to serve at a time")
         ->capture_default_str();
     app.add_option("--console-mask", consoleMask, "Debug categories for the console")->capture_default_str();
@@ -74,6 +97,12 @@ int ParseCommandLine(int argc, char** argv, Options& options) {
     options.unit.listen = unit::ParseListener(listen);
     for (const std::string& peer : peers)
         options.unit.links.push_back(unit::ParsePeer(peer));
+    if (!clockServer.empty())
+        options.unit.clock.serve = unit::ParseListener(clockServer);
+    if (!clockClient.empty())
+        options.unit.clock.follow = unit::ParsePeer(clockClient);
+    if (!watchdog.empty())
+        options.unit.watchdog = unit::ParsePeer(watchdog);
     options.unit.mirrorPatterns.assign(mirror.begin(), mirror.end());
     options.debug.consoleMask = ParseMask(consoleMask);
     options.debug.logMask = ParseMask(logMask);
@@ -98,12 +127,14 @@ bool Serve(const Options& options, const sigset_t& endSignals) {
     unit::Unit unit(&levels, options.unit, [] { kill(getpid(), SIGTERM); });
     printf("%s listens on %s:%u\n", options.unit.name.c_str(), options.unit.listen.address.ToString().c_str(),
            unit.GetPort());
+    if (unit.GetClockPort() != 0)
+        printf("%s tells the time on %s:%u\n", options.unit.name.c_str(),
+               options.unit.clock.serve->address.ToString().c_str(), unit.GetClockPort());
     unit.Start();
     int signal = 0;
     sigwait(&endSignals, &signal);
     const bool toldToEnd = unit.GetStatus() == "running";
     unit.Stop();
-    printf("%s ends\n", options.unit.name.c_str());
     return toldToEnd;
 }
 
@@ -111,6 +142,8 @@ bool Serve(const Options& options, const sigset_t& endSignals) {
 
 int main(int argc, char** argv) {
     setvbuf(stdout, nullptr, _IOLBF, 0);
+    srand(static_cast<unsigned>(time(nullptr)) ^
+          static_cast<unsigned>(getpid()));  // for tokens and the clock's jitter
     // Blocked before there are threads, so that only this thread takes them.
     sigset_t endSignals;
     sigemptyset(&endSignals);
@@ -125,7 +158,9 @@ int main(int argc, char** argv) {
         const std::unique_ptr<quarn::Logger> logger = OpenLog(options.logDirectory);
         quarn::Debug debug(options.debug, logger.get());
         debug.SetAsDefault();
-        return Serve(options, endSignals) ? 0 : 1;
+        const bool toldToEnd = Serve(options, endSignals);
+        printf("%s ends\n", options.unit.name.c_str());
+        return toldToEnd ? 0 : 1;
     } catch (const quarn::MonitorException& e) {
         fprintf(stderr, "quarn-unit: %s\n", e.Description().c_str());
         return 1;

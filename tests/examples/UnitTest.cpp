@@ -1,3 +1,4 @@
+#include <quarn/BulkTransferSender.h>
 #include <quarn/CRC16.h>
 #include <quarn/LocalTime.h>
 #include <quarn/MonitorException.h>
@@ -8,6 +9,7 @@
 
 #include "ctl/UnitClient.h"
 #include "support/DebugCapture.h"
+#include "support/TempDirectory.h"
 #include "support/ThrownMessage.h"
 #include "unit/Unit.h"
 
@@ -36,9 +38,8 @@ constexpr int DEADLINE_MS = 10000;
 struct RunningUnit {
     explicit RunningUnit(const std::vector<Endpoint>& links = {}, const Endpoint& listen = ParseListener("0"),
                          size_t maxPeers = 8)
-        : unit(nullptr, Options(links, listen, maxPeers), [] {}) {
-        unit.Start();
-    }
+        : RunningUnit(Options(links, listen, maxPeers)) {}
+    explicit RunningUnit(const UnitOptions& options) : unit(nullptr, options, [] {}) { unit.Start(); }
     ~RunningUnit() { unit.Stop(); }
 
     static UnitOptions Options(const std::vector<Endpoint>& links, const Endpoint& listen, size_t maxPeers) {
@@ -268,6 +269,73 @@ TEST(UnitTest, MirrorsBothWaysAndFindsItsPeerAgain) {
     Set(atLeaf, "audio.delay-samples", "5");
     UnitClient again(address, 2000);
     EXPECT_TRUE(Becomes(again, "audio.delay-samples", "5"));
+}
+
+TEST(UnitTest, KeepsItsSettingsAndNotItsMeasurements) {
+    const quarn::test::TempDirectory folder;
+    folder.Write("settings", std::string(8192, '\xFF'));
+    DebugCapture debug;
+    UnitOptions options = RunningUnit::Options({}, ParseListener("0"), 8);
+    options.state.devices = {"eeprom:" + folder.File("settings")};
+    options.state.blockSize = 4096;
+    options.state.intervalMs = 3600000;  // after the first save only the end saves
+    for (const char* frequency : {"615500", "618250"}) {
+        RunningUnit unit(options);
+        UnitClient client(unit.Address(), 2000);
+        Set(client, "rf.channel", "7");
+        Set(client, "rf.frequency-khz", frequency);
+        ASSERT_EQ(Ask(client, "rf.frequency-khz"), frequency);
+    }
+    RunningUnit unit(options);
+    UnitClient client(unit.Address(), 2000);
+    EXPECT_EQ(Ask(client, "rf.channel"), "7");
+    EXPECT_EQ(Ask(client, "rf.frequency-khz"), "618250");
+    EXPECT_EQ(debug.CountContaining("Exception processing"), 0U);
+
+    options.state.blockSize = 128;
+    const RunningUnit tight(options);
+    EXPECT_EQ(debug.CountContaining("more than a block of 128"), 1U);
+}
+
+TEST(UnitTest, TakesFilesIntoItsFolderOnly) {
+    const quarn::test::TempDirectory folder;
+    DebugCapture debug;
+    UnitOptions options = RunningUnit::Options({}, ParseListener("0"), 8);
+    {
+        RunningUnit closed(options);
+        UnitClient client(closed.Address(), 2000);
+        client.Say(OFFER, {VariantValue("image.bin")});
+        EXPECT_EQ(
+            ThrownMessage([&] { client.Receive(DEADLINE_MS); }),
+            "The unit at " + closed.Address().ToString() + " refused: offer: this unit receives no files");
+    }
+    options.inbox = folder.Path();
+    RunningUnit unit(options);
+    UnitClient client(unit.Address(), 2000);
+    for (const std::string name : {"", ".", "..", "../x", "/etc/x", "a/b", "a..b", ".hidden"}) {
+        client.Say(OFFER, {VariantValue(name)});
+        EXPECT_EQ(ThrownMessage([&] { client.Receive(DEADLINE_MS); }),
+                  "The unit at " + unit.Address().ToString() + " refused: offer: \"" + name +
+                      "\" is not a name for a received file");
+    }
+    const std::string contents = Garbage(300000);
+    folder.Write("source", contents);
+    client.Say(OFFER, {VariantValue("image.bin")});
+    const auto accepted = client.Receive(DEADLINE_MS);
+    ASSERT_EQ(accepted->GetDetails().GetTag(), ACCEPTED);
+    const quarn::BulkTransferSender sender(nullptr, folder.File("source"), accepted->Word(0).As<uint32_t>(),
+                                           unit.Address().address, accepted->Word(1).As<uint16_t>(), 65536);
+    const auto arrived = client.Receive(DEADLINE_MS);
+    ASSERT_EQ(arrived->GetDetails().GetTag(), ARRIVED);
+    EXPECT_TRUE(arrived->Word(1).As<bool>());
+    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"image.bin", "source"}));
+    EXPECT_TRUE(folder.Read("image.bin") == contents);
+
+    client.Say(OFFER, {VariantValue("image.bin")});  // and then nobody sends it
+    ASSERT_EQ(client.Receive(DEADLINE_MS)->GetDetails().GetTag(), ACCEPTED);
+    EXPECT_FALSE(client.Receive(DEADLINE_MS)->Word(1).As<bool>());
+    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"image.bin", "source"}));
+    EXPECT_TRUE(folder.Read("image.bin") == contents);
 }
 
 }  // namespace

@@ -1,0 +1,83 @@
+#include "unit/StateKeeper.h"
+
+#include <quarn/Debug.h>
+#include <quarn/LocalTime.h>
+#include <quarn/OutgoingMessage.h>
+
+namespace unit {
+
+namespace {
+
+// What a storage block needs beside the messages: header, trailer and padding.
+constexpr size_t BLOCK_OVERHEAD = 24 + 8 + 3;
+
+bool TakePrefix(std::string& text, const std::string& prefix) {
+    if (text.compare(0, prefix.size(), prefix) != 0)
+        return false;
+    text.erase(0, prefix.size());
+    return true;
+}
+
+}  // namespace
+
+StateKeeper::StateKeeper(const StateOptions& options, quarn::VariableIndex& index)
+    : options_(options),
+      index_(index),
+      storage_("state", options.blockSize, options.dataVersion),
+      isKept_(!options.devices.empty()) {
+    for (const std::string& device : options.devices)
+        Add(device);
+    if (!isKept_)
+        return;
+    WarnIfTooLarge();
+    const bool loaded = storage_.Load(index, 0);
+    if (quarn::DefaultDebug())
+        quarn::DefaultDebug()->Printf(
+            quarn::DEBUG_INFO, __FILE__, __LINE__, "%s",
+            loaded ? "Loaded the saved variables" : "No saved variables; starting with defaults");
+}
+
+void StateKeeper::Add(const std::string& device) {
+    std::string name = device;
+    if (TakePrefix(name, "mtd:"))
+        storage_.AddMTD(name);
+    else if (TakePrefix(name, "eeprom:"))
+        storage_.AddEEPROM(name);
+    else
+        storage_.AddFile(name);
+}
+
+void StateKeeper::WarnIfTooLarge() const {
+    size_t size = BLOCK_OVERHEAD;
+    const std::set<uint32_t> skipped = index_.GetNonpersistentTags();
+    for (const quarn::OutgoingMessage& message : index_.CreateOutgoingMessages(0))
+        if (skipped.count(message.GetTag()) == 0)
+            size += message.Bytes();
+    if (options_.blockSize != 0 && size > options_.blockSize && quarn::DefaultDebug())
+        quarn::DefaultDebug()->Printf(
+            quarn::DEBUG_WARN, __FILE__, __LINE__,
+            "The variables need %zu bytes, more than a block of %lu: saves would run into the "
+            "next block. Choose a larger block size.",
+            size, options_.blockSize);
+}
+
+uint64_t StateKeeper::Deadline() const {
+    if (!changed_)
+        return UINT64_MAX;
+    return lastSaveTick_ == 0 ? 0 : lastSaveTick_ + options_.intervalMs * 1000;
+}
+
+void StateKeeper::SaveIfDue() {
+    if (quarn::Tick() >= Deadline())
+        SaveNow();
+}
+
+void StateKeeper::SaveNow() {
+    if (!changed_)
+        return;
+    changed_ = false;
+    storage_.Save(index_, 0);
+    lastSaveTick_ = quarn::Tick();
+}
+
+}  // namespace unit

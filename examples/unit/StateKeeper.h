@@ -1,0 +1,48 @@
+#pragma once
+
+#include <quarn/PersistentStorage.h>
+#include <quarn/VariableIndex.h>
+
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+namespace unit {
+
+struct StateOptions {
+    /// Each "FILE", "eeprom:PATH" or "mtd:NAME".
+    std::vector<std::string> devices;
+    uint64_t blockSize = 0;
+    uint32_t dataVersion = 1;
+    uint64_t intervalMs = 1000;  ///< the least time between saves
+};
+
+/// Keeps the persistent variables of an index on the devices of a storage.
+class StateKeeper {
+public:
+    /// Adds the devices and loads what they hold. Throws MonitorException for a device that cannot be had.
+    StateKeeper(const StateOptions& options, quarn::VariableIndex& index);
+
+    /// A persistent variable has changed; it is saved as soon as the interval allows.
+    void NoteChange() { changed_ = isKept_; }
+    /// Ticks at which Save() is due, UINT64_MAX when it is not.
+    uint64_t Deadline() const;
+    /// Saves when that is due.
+    void SaveIfDue();
+    /// Saves when there is something to save.
+    void SaveNow();
+
+private:
+    void Add(const std::string& device);
+    void WarnIfTooLarge() const;
+
+    const StateOptions options_;
+    quarn::VariableIndex& index_;
+    quarn::PersistentStorage storage_;
+    const bool isKept_;
+    bool changed_ = false;
+    uint64_t lastSaveTick_ = 0;
+};
+
+}  // namespace unit
