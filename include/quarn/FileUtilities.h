@@ -12,6 +12,8 @@
 /// Every function throws MonitorException, with the path and the system's error text, when it cannot do all
 /// of its work. All are reentrant.
 
+#include <stdint.h>
+
 #include <string>
 
 namespace quarn {
@@ -35,6 +37,14 @@ public:
     /// Deletes a file, a symbolic link itself, or a directory with nothing in it. Throws "Could not remove
     /// \"...\": ...".
     static void RemoveFileOrEmptyDirectory(const std::string& path);
+
+    /// Whether there is anything at the path, symbolic links followed. False also when that cannot be found
+    /// out; the only function here that never throws.
+    static bool FileExists(const std::string& path);
+
+    /// The size in bytes; 0 for what has none, such as a character device. Throws "Could not get the size of
+    /// \"...\": ...".
+    static uint64_t GetFileSize(const std::string& path);
 };
 
 }  // namespace quarn

@@ -15,9 +15,9 @@
 ///     storage.Save(index, 0);
 ///
 /// A save writes one self-checking block with a rising stamp over the oldest block of every device; a load
-/// takes the valid block with the highest stamp of all devices. With two blocks or more, on one device or
-/// several, a power cut at any time costs at most the save that it interrupts. What a single block can
-/// promise, how large blocks must be, and the format are told in docs/storage.md.
+/// takes the valid block with the highest stamp of all devices. On a device of two blocks or more a power cut
+/// costs at most the save that it interrupts, whenever it comes. What single blocks can promise, how large
+/// blocks must be, and the format are told in docs/storage.md.
 ///
 /// Only the Add functions throw on account of a device. Everything else that goes wrong with one is printed
 /// with mask ERR, and the storage goes on with what is left.

@@ -100,4 +100,17 @@ void FileUtilities::RemoveFileOrEmptyDirectory(const std::string& path) {
         throw MonitorException("Could not remove \"%s\": %s", path.c_str(), ErrnoText(errno).c_str());
 }
 
+bool FileUtilities::FileExists(const std::string& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0;
+}
+
+uint64_t FileUtilities::GetFileSize(const std::string& path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0)
+        throw MonitorException("Could not get the size of \"%s\": %s", path.c_str(),
+                               ErrnoText(errno).c_str());
+    return uint64_t(status.st_size);
+}
+
 }  // namespace quarn

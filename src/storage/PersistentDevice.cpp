@@ -100,13 +100,10 @@ public:
         return ssize_t(arrived);
     }
 
-    /// How many bytes are left to read, -1 on failure. Leaves the position where it is.
-    int64_t Remaining() {
-        const int64_t position = io_.Seek(fd_, 0, SEEK_CUR);
+    /// How many bytes there are from `offset` on, -1 on failure. Leaves the position there.
+    int64_t Remaining(uint64_t offset) {
         const int64_t end = io_.Seek(fd_, 0, SEEK_END);
-        if (position < 0 || end < 0 || io_.Seek(fd_, position, SEEK_SET) < 0)
-            return -1;
-        return std::max<int64_t>(0, end - position);
+        return end < 0 || !SeekTo(offset) ? -1 : std::max<int64_t>(0, end - int64_t(offset));
     }
 
     ssize_t Write(const uint8_t* data, size_t length) { return io_.Write(fd_, data, length); }
@@ -264,7 +261,7 @@ uint64_t PersistentDevice::ReadChecked(uint64_t block, std::list<IncomingMessage
     // The header's own checksum is deliberately left to the scan; the overall one covers the header too.
 
     const size_t length = header.PayloadLength();
-    const int64_t remaining = file.Remaining();
+    const int64_t remaining = file.Remaining(block * blockSize_ + BlockHeader::kBytes);
     if (remaining < int64_t(length))  // before memory is taken for it
         throw MonitorException("payload read failed: %s", WhyShort(remaining, length).c_str());
     const auto payload = std::make_unique_for_overwrite<uint8_t[]>(length);

@@ -1,7 +1,9 @@
 #include <quarn/DeviceIO.h>
+#include <quarn/FileUtilities.h>
 
 #include "support/FakeDeviceIO.h"
 #include "support/TempDirectory.h"
+#include "support/ThrownMessage.h"
 
 #include <gtest/gtest.h>
 
@@ -31,11 +33,16 @@ void UseFile(DeviceIO& io, const std::string& path) {
     char text[8] = {};
     EXPECT_REFUSED(ENOENT, io.Open(path, O_RDWR));
     EXPECT_REFUSED(ENOENT, io.FileSize(path));
+    EXPECT_FALSE(FileUtilities::FileExists(path));
+    EXPECT_EQ(test::ThrownMessage([&] { FileUtilities::GetFileSize(path); }),
+              "Could not get the size of \"" + path + "\": No such file or directory");
     const int32_t fd = io.Open(path, O_RDWR | O_CREAT, 0600);
     EXPECT_EQ(fcntl(fd, F_GETFD), FD_CLOEXEC);
     EXPECT_EQ(io.Write(fd, "abcdefgh", 8), 8);
     EXPECT_EQ(io.Sync(fd), 0);
     EXPECT_EQ(io.FileSize(path), 8);
+    EXPECT_TRUE(FileUtilities::FileExists(path));
+    EXPECT_EQ(FileUtilities::GetFileSize(path), 8u);
     EXPECT_EQ(io.Seek(fd, -3, SEEK_END), 5);
     EXPECT_EQ(io.Read(fd, text, sizeof text), 3);
     EXPECT_STREQ(text, "fgh");

@@ -1,0 +1,1 @@
+quarn_bench(storage PEERS PkgConfig::STORE_PEERS)
