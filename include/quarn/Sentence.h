@@ -2,13 +2,13 @@
 
 /// A command or event made of typed words, as received or about to be sent.
 ///
-///     std::unique_ptr<quarn::Sentence> sentence(grammar.CreateSentence(&message));
-///     if (!sentence)
-///         return;  // not of this grammar
 ///     try {
+///         std::unique_ptr<quarn::Sentence> sentence(grammar.CreateSentence(&message));
+///         if (!sentence)
+///             return;  // not of this grammar
 ///         uint16_t channel = sentence->Word(0);
 ///         std::string name = sentence->Word(1);
-///     } catch (const quarn::MonitorException& e) {  // no such word, or one of another type
+///     } catch (const quarn::MonitorException& e) {  // words that do not fit the grammar, or these variables
 ///         fprintf(stderr, "%s\n", e.Description().c_str());
 ///     }
 

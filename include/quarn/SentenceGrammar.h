@@ -3,8 +3,9 @@
 /// The sentences that one protocol knows: for each tag a key and the types of the words.
 ///
 ///     quarn::SentenceGrammar grammar("unit");
-///     grammar.Add(1, "mute", 0, quarn::VariantType::UINT16, quarn::VariantType::BOOLEAN,
-///     quarn::VariantType::NONE); try {
+///     using quarn::VariantType;
+///     grammar.Add(1, "mute", 0, VariantType::UINT16, VariantType::BOOLEAN, VariantType::NONE);
+///     try {
 ///         std::unique_ptr<quarn::Sentence> sentence(grammar.CreateSentence(&message));
 ///         if (sentence)
 ///             Mute(sentence->Word(0), sentence->Word(1));

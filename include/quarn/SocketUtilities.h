@@ -5,8 +5,8 @@
 ///     try {
 ///         quarn::SocketUtilities::SetNagle(fd, false);
 ///     } catch (const quarn::MonitorException& e) {
-///         fprintf(stderr, "%s\n", e.Description().c_str());  // "[7] 10.0.0.1:5000: setsockopt for Nagle
-///         ..."
+///         // "[7] 10.0.0.1:5000: setsockopt for Nagle flag failed: ..."
+///         fprintf(stderr, "%s\n", e.Description().c_str());
 ///     }
 ///     puts(quarn::SocketUtilities::DescribePeer(fd).c_str());  // "10.0.0.2:41234"
 ///

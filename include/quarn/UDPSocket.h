@@ -27,8 +27,8 @@ namespace quarn {
 class UDPSocket {
 public:
     /// Address 0.0.0.0 stands for every interface; port 0 lets the system choose. Throws MonitorException
-    /// "Failed to create socket: %s", "Failed to configure socket: %s" or "Failed to bind socket to %s:%u:
-    /// %s".
+    /// "Failed to create socket: %s", "Failed to configure socket: %s" or
+    /// "Failed to bind socket to %s:%u: %s".
     UDPSocket(const IPAddress& address, uint16_t port);
     /// Closes the socket and prints that, or why it could not, with mask ERR.
     ~UDPSocket();

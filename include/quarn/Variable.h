@@ -5,7 +5,7 @@
 ///     try {
 ///         quarn::Variable variable = message.ToVariable(dictionary);
 ///         printf("%s = %s\n", variable.GetDetails().GetKey().c_str(),
-///         variable.GetValue().ToString().c_str());
+///                variable.GetValue().ToString().c_str());
 ///     } catch (const quarn::MonitorException& e) {  // unknown tag, or a payload of another type
 ///         fprintf(stderr, "%s\n", e.Description().c_str());
 ///     }

@@ -7,8 +7,8 @@
 ///         dictionary.Add(0x00010001, "rf.gain", quarn::VariantType::INT16);
 ///         dictionary.Add(0x00010002, "rf.gain", quarn::VariantType::INT16);
 ///     } catch (const quarn::MonitorException& e) {
-///         puts(e.Description().c_str());  // Attempting to add duplicate key "rf.gain" to dictionary
-///         "receiver"
+///         // Attempting to add duplicate key "rf.gain" to dictionary "receiver"
+///         puts(e.Description().c_str());
 ///     }
 ///     for (const quarn::VariableDetails* details : dictionary.Query("rf.*"))
 ///         puts(details->GetKey().c_str());
