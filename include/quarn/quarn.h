@@ -2,6 +2,7 @@
 
 /// Every public header of the library.
 
+#include <quarn/Accessor.h>
 #include <quarn/Attributes.h>
 #include <quarn/BufferChain.h>
 #include <quarn/BulkTransferGrammar.h>
@@ -40,6 +41,7 @@
 #include <quarn/SimpleLog.h>
 #include <quarn/SimplePrint.h>
 #include <quarn/SocketUtilities.h>
+#include <quarn/SubcommandParserHelper.h>
 #include <quarn/SyncedClockClient.h>
 #include <quarn/SyncedClockServer.h>
 #include <quarn/TCPConnection.h>
