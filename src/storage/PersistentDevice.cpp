@@ -23,6 +23,9 @@ namespace quarn {
 
 namespace {
 
+// Memory for a payload of a block of at most this size is taken without asking the device for its size.
+constexpr uint64_t kUsualBlock = 65536;
+
 /// Prints a line. What cannot be formed for want of memory is not worth a second failure.
 QUARN_PRINTF(2, 3) void Log(int line, const char* format, ...) noexcept {
     if (!DefaultDebug() || !DefaultDebug()->IsRelevant(DEBUG_ERR))
@@ -261,9 +264,12 @@ uint64_t PersistentDevice::ReadChecked(uint64_t block, std::list<IncomingMessage
     // The header's own checksum is deliberately left to the scan; the overall one covers the header too.
 
     const size_t length = header.PayloadLength();
-    const int64_t remaining = file.Remaining(block * blockSize_ + BlockHeader::kBytes);
-    if (remaining < int64_t(length))  // before memory is taken for it
-        throw MonitorException("payload read failed: %s", WhyShort(remaining, length).c_str());
+    if (length >
+        std::min<uint64_t>(blockSize_, kUsualBlock)) {  // does the device hold it? before memory is taken
+        const int64_t remaining = file.Remaining(block * blockSize_ + BlockHeader::kBytes);
+        if (remaining < int64_t(length))
+            throw MonitorException("payload read failed: %s", WhyShort(remaining, length).c_str());
+    }
     const auto payload = std::make_unique_for_overwrite<uint8_t[]>(length);
     read("payload", payload.get(), length);
 
