@@ -27,9 +27,10 @@ BulkTransfer::BulkTransfer(Debuggable* parent, const char* workerName, const cha
       title_(Format("%s %08X", kind, token)) {}
 
 uint32_t BulkTransfer::GetStatus(uint8_t* progress) const {
+    const uint32_t status = status_;  // first, so that success comes with the progress that it rests on
     if (progress)
         *progress = progress_;
-    return status_;
+    return status;
 }
 
 bool BulkTransfer::Initialize() {
@@ -138,12 +139,12 @@ void BulkTransfer::RestartTimer() {
 }
 
 void BulkTransfer::EndTransfer(bool success) {
-    status_ = success ? BULK_TRANSFER_SUCCEEDED : BULK_TRANSFER_FAILED;
-    progressTick_ = 0;
     if (success)
         PrintProgress("Transfer succeeded");
     else
         PrintFailure("Transfer failed");
+    status_ = success ? BULK_TRANSFER_SUCCEEDED : BULK_TRANSFER_FAILED;
+    progressTick_ = 0;
 }
 
 void BulkTransfer::Fail(const std::string& why) {

@@ -64,8 +64,6 @@ protected:
     /// Lets what is queued leave, and drops terminal and connection.
     void CloseConnection();
 
-    void Watch(int fd, int32_t flags, const std::string& description);
-
     /// Print with the title in front: always, at debug level 1, at level 2. Nothing is formatted that is not
     /// wanted.
     void PrintFailure(const char* format, ...) const QUARN_PRINTF(2, 3);

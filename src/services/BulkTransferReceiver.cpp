@@ -45,6 +45,7 @@ private:
         if (file_.Get() < 0)
             throw MonitorException("Could not open %s for writing: %s", path_.c_str(),
                                    ErrnoText(errno).c_str());
+        hasOpened_ = true;
         struct stat opened;
         ownsFile_ =
             fstat(file_.Get(), &opened) == 0 && S_ISREG(opened.st_mode);  // a device is not ours to delete
@@ -133,7 +134,6 @@ private:
 
     // Closing is the last chance to hear that what was written did not fit after all.
     void Finish() {
-        PrintProgress("Closing %s", path_.c_str());
         if (close(file_.Release()) != 0)
             throw MonitorException("Error writing %s: %s", path_.c_str(), ErrnoText(errno).c_str());
         EndTransfer(true);
@@ -153,10 +153,9 @@ private:
 
     void Finalize() override {
         listenDecided_.Raise();
-        if (file_.Get() >= 0) {
+        if (hasOpened_)
             PrintProgress("Closing %s", path_.c_str());
-            file_ = Descriptor();
-        }
+        file_ = Descriptor();
         if (status_ != BULK_TRANSFER_SUCCEEDED && ownsFile_)
             RemoveFile();
         CloseConnection();
@@ -179,6 +178,7 @@ private:
     const uint16_t requestedPort_;
     std::unique_ptr<TCPListener> listener_;
     bool watchesListener_ = false;
+    bool hasOpened_ = false;
     bool ownsFile_ = false;
     PermanentCondition listenDecided_;
     std::atomic<uint16_t> port_{0};

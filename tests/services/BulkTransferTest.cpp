@@ -10,6 +10,7 @@
 #include <quarn/TCPListener.h>
 #include <quarn/VariantValue.h>
 
+#include "connections/Loopback.h"
 #include "support/DebugCapture.h"
 #include "support/Eventually.h"
 #include "support/TempDirectory.h"
@@ -29,11 +30,12 @@ namespace {
 
 using test::DebugCapture;
 using test::Eventually;
+using test::LOOPBACK;
+using test::ResetOnClose;
 using test::TempDirectory;
 
 constexpr uint32_t TOKEN = 0x1234ABCD;
 constexpr uint32_t CHUNK = 1000;
-const IPAddress LOOPBACK(std::string("127.0.0.1"));
 
 std::string RandomBytes(size_t size) {
     std::mt19937 random(61);
@@ -70,9 +72,13 @@ public:
         return HandPeer(std::move(connection));
     }
 
-    void Say(uint32_t tag, const std::vector<VariantValue>& words) {
+    int Socket() { return terminal_.Socket(); }
+    void Queue(uint32_t tag, const std::vector<VariantValue>& words) {
         const std::unique_ptr<OutgoingMessage> message(grammar_.CreateOutgoingMessage(tag, words));
         terminal_.Put(*message);
+    }
+    void Say(uint32_t tag, const std::vector<VariantValue>& words) {
+        Queue(tag, words);
         Eventually([&] { return terminal_.Work() ? !terminal_.WorkPending() : true; });
     }
     /// The next sentence's tag, first word and the length of its second, or 0 and what the connection's end
@@ -161,6 +167,50 @@ TEST(BulkTransferTest, OneChunkIsUnderWayAtATime) {
     EXPECT_TRUE(
         Eventually([&] { return debug.Contains("BulkTransferSender 1234ABCD: Closing peer connection"); }));
     EXPECT_TRUE(debug.Contains("BulkTransferSender 1234ABCD: Transfer succeeded"));
+}
+
+TEST(BulkTransferTest, BothEndsPrintEachStepInOrder) {
+    const TempDirectory folder;
+    folder.Write("from", "contents");
+    DebugCapture debug;
+    Debuggable levels(nullptr);
+    levels.SetDebugLevel(2);
+    uint16_t port = 0;
+    {
+        BulkTransferReceiver receiver(&levels, folder.File("to"), TOKEN, LOOPBACK, 0);
+        BulkTransferSender sender(&levels, folder.File("from"), TOKEN, LOOPBACK, port = receiver.GetPort(),
+                                  CHUNK);
+        EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_SUCCEEDED));
+        EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_SUCCEEDED));
+    }
+    const auto linesOf = [&](const std::string& title) {
+        std::string lines;
+        for (const std::string& line : debug.Lines())
+            if (line.starts_with(title + " 1234ABCD: "))
+                lines += line.substr(title.size() + 11) + "\n";
+        return lines;
+    };
+    const std::string from = folder.File("from"), to = folder.File("to");
+    const std::string where = "127.0.0.1:" + std::to_string(port);
+    EXPECT_EQ(linesOf("BulkTransferSender"), "Opened " + from + " for reading\nEstablished connection to " +
+                                                 where +
+                                                 "\nSending INIT (Token 1234ABCD, Total 8)\n"
+                                                 "Sending PART (Offset 0, 8 data bytes)\n"
+                                                 "Received ACK (Total 8)\n"
+                                                 "Reader acknowledged 8 bytes\n"
+                                                 "Transfer succeeded\nClosing " +
+                                                 from + "\nClosing peer connection\n");
+    std::string received = linesOf("BulkTransferReceiver");
+    const size_t peer = received.find("127.0.0.1:", received.find("Accepted"));
+    received.erase(peer, received.find('\n', peer) - peer);  // a port that the system chose
+    EXPECT_EQ(received, "Opened " + to + " for writing\nListening on " + where +
+                            "\nAccepted connection from \n"
+                            "Received INIT (Token 1234ABCD, Total 8)\n"
+                            "Sender indicates 8 bytes to be sent\n"
+                            "Received PART (Offset 0, 8 data bytes)\n"
+                            "Transfer succeeded\n"
+                            "Sending ACK (8 total bytes received)\nClosing " +
+                            to + "\nClosing peer connection\nClosing listener\n");
 }
 
 TEST(BulkTransferTest, TheReceiverEndsOnWhatDoesNotBelong) {
