@@ -73,12 +73,13 @@ private:
     }
 
     bool Connect() override {
-        if (Connection()->IsConnected())
+        if (isEstablished_)
             return true;
-        if (!Connection()->Work(nullptr))
+        if (!Connection()->IsConnected() && !Connection()->Work(nullptr))
             throw MonitorException("Failed to connect");
         if (!Connection()->IsConnected())
             return false;
+        isEstablished_ = true;
         PrintProgress("Established connection to %s",
                       SocketUtilities::DescribePeer(Connection()->Socket()).c_str());
         return true;
@@ -163,6 +164,7 @@ private:
     const IPAddress receiver_;
     const uint16_t port_;
     const uint32_t chunkSize_;
+    bool isEstablished_ = false;
     uint32_t sent_ = 0;
     std::atomic<uint32_t> acknowledged_{0};
 };

@@ -213,6 +213,26 @@ TEST(BulkTransferTest, BothEndsPrintEachStepInOrder) {
                             to + "\nClosing peer connection\nClosing listener\n");
 }
 
+// The sender works through all the acknowledgements before its next part meets the reset.
+TEST(BulkTransferTest, AConnectionThatBreaksWhileSendingWasAConnection) {
+    const TempDirectory folder;
+    folder.Write("from", RandomBytes(CHUNK * 2));
+    DebugCapture debug;
+    TCPListener listener(LOOPBACK, 0);
+    BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
+    {
+        HandPeer peer = HandPeer::AcceptedFrom(listener);
+        EXPECT_EQ(peer.Hear(), "btx-init 305441741 2000");
+        EXPECT_EQ(peer.Hear(), "btx-part 0 +1000");
+        for (int i = 0; i < 200; ++i)
+            peer.Queue(BulkTransferGrammar::ACK, {uint32_t{0}});
+        peer.Say(BulkTransferGrammar::ACK, {uint32_t{1000}});
+        ResetOnClose(peer.Socket());
+    }
+    EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED));
+    EXPECT_TRUE(debug.Contains("BulkTransferSender 1234ABCD: Peer closed connection"));
+}
+
 TEST(BulkTransferTest, TheReceiverEndsOnWhatDoesNotBelong) {
     using Words = std::vector<VariantValue>;
     using Said = std::pair<uint32_t, Words>;
