@@ -3,6 +3,7 @@
 /// Every public header of the library.
 
 #include <quarn/Accessor.h>
+#include <quarn/Accessors.h>
 #include <quarn/Attributes.h>
 #include <quarn/BufferChain.h>
 #include <quarn/BulkTransferGrammar.h>
