@@ -12,6 +12,7 @@
 #include "messages/MessageDecoder.h"
 #include "messages/SentenceWord.h"
 #include "values/BigEndian.h"
+#include "values/VariantBlob.h"
 
 #include <stddef.h>
 
@@ -37,10 +38,8 @@ void ReadWords(const uint8_t* position, size_t remaining, const std::vector<Vari
         if (length > remaining)
             throw MonitorException("Word length exceeds length of message");
         if (count == words.size())
-            words.emplace_back(types[count]);
-        else if (words[count].Type() != types[count])
-            words[count] = VariantValue(types[count]);
-        words[count].FromBlob(position, length);
+            words.emplace_back();
+        VariantBlob::Read(words[count], types[count], position, length);
         ++count;
         position += length;
         remaining -= length;

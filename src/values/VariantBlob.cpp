@@ -106,7 +106,7 @@ T ParseBlob(const uint8_t* data, size_t length) {
     }
 }
 
-// BlobSize() and WriteBlob() of the values whose size varies.
+// The size of a value whose size varies.
 template <class T>
 size_t BlobSize(const T& value) {
     return value.size() * sizeof(value[0]);
@@ -122,24 +122,21 @@ size_t BlobSize(const std::vector<std::string>& texts) {
     return size;
 }
 
-// Bytes and characters go out as many as were counted: a byte vector that is asked to append its blob to
-// itself has grown by then.
-template <class Bytes>
-void WriteBlob(const Bytes& bytes, uint8_t* out, size_t size) {
-    static_assert(sizeof(bytes[0]) == 1);
-    if (size > 0)
-        memcpy(out, bytes.data(), size);
+// Writes a value that is neither text nor bytes.
+template <class T>
+void WriteBlob(const T& value, uint8_t* out) {
+    StoreElement(out, value);
 }
 
 template <class Element>
-requires(sizeof(Element) > 1) void WriteBlob(const std::vector<Element>& elements, uint8_t* out, size_t) {
+void WriteBlob(const std::vector<Element>& elements, uint8_t* out) {
     for (const Element& element : elements) {
         StoreElement(out, element);
         out += sizeof element;
     }
 }
 
-void WriteBlob(const std::vector<std::string>& texts, uint8_t* out, size_t) {
+void WriteBlob(const std::vector<std::string>& texts, uint8_t* out) {
     for (const std::string& text : texts) {
         StoreBigEndian(out, static_cast<uint32_t>(text.size()));
         memcpy(out + kStringHeader, text.data(), text.size());
@@ -169,10 +166,11 @@ void VariantBlob::Measure(const Variant& variant) {
     });
 }
 
-void VariantBlob::WriteContainer(uint8_t* out) const {
+// What Write() does not do itself.
+void VariantBlob::WriteOther(uint8_t* out) const {
     WithType(type_, [&]<class T>() {
-        if constexpr (FixedBlobSize(kTypeOf<T>) == 0)
-            WriteBlob(Here<T>(), out, size_);
+        if constexpr (kTypeOf<T> != VariantType::STRING && kTypeOf<T> != VariantType::UINT8_VECTOR)
+            WriteBlob(Here<T>(), out);
     });
 }
 

@@ -5,6 +5,8 @@
 //     const VariantBlob blob(variant);
 //     uint8_t* out = Grow(blob.Size());
 //     blob.Write(out);
+//
+// and the shortest road back. What messages are made of above all, numbers, texts and bytes, needs no call.
 
 #include <quarn/VariantValue.h>
 
@@ -32,7 +34,6 @@ public:
     /// Variant::ToBlob() throws.
     explicit VariantBlob(const Variant& variant)
         : type_(variant.Type()), value_(VariantAccess::Location(variant)), size_(FixedBlobSize(type_)) {
-        // What messages are made of above all needs no call.
         if (value_ && type_ == VariantType::STRING)
             size_ = Here<std::string>().size();
         else if (value_ && type_ == VariantType::UINT8_VECTOR)
@@ -47,30 +48,65 @@ public:
 
     /// Writes Size() bytes and returns the position behind them.
     uint8_t* Write(uint8_t* out) const {
-        switch (FixedBlobSize(type_)) {
-            case 1:
-                memcpy(out, value_, 1);
+        switch (type_) {
+            case VariantType::STRING:
+                memcpy(out, Here<std::string>().data(), size_);
                 break;
-            case 2:
+            case VariantType::UINT8_VECTOR:
+                // As many as were counted: a vector that its own blob is appended to has grown by now.
+                if (size_ > 0)
+                    memcpy(out, Here<std::vector<uint8_t>>().data(), size_);
+                break;
+            case VariantType::INT16:
+            case VariantType::UINT16:
                 WriteNumber<uint16_t>(out);
                 break;
-            case 4:
-                // An address in network order already has the bytes of its dotted quad in order.
-                if (type_ == VariantType::IP_ADDRESS)
-                    memcpy(out, value_, 4);
-                else
-                    WriteNumber<uint32_t>(out);
+            case VariantType::INT32:
+            case VariantType::UINT32:
+            case VariantType::FLOAT:
+                WriteNumber<uint32_t>(out);
                 break;
-            case 8:
+            case VariantType::INT64:
+            case VariantType::UINT64:
                 WriteNumber<uint64_t>(out);
                 break;
             default:
-                if (type_ == VariantType::STRING)
-                    memcpy(out, Here<std::string>().data(), size_);
-                else
-                    WriteContainer(out);
+                WriteOther(out);
         }
         return out + size_;
+    }
+
+    /// Does what variant.FromBlob(type, data, length) does.
+    static void Read(Variant& variant, VariantType type, const uint8_t* data, size_t length) {
+        if (void* const place = length > 0 ? VariantAccess::Place(variant, type) : nullptr) {
+            switch (type) {
+                case VariantType::STRING:
+                    static_cast<std::string*>(place)->assign(reinterpret_cast<const char*>(data), length);
+                    return;
+                case VariantType::UINT8_VECTOR:
+                    static_cast<std::vector<uint8_t>*>(place)->assign(data, data + length);
+                    return;
+                case VariantType::INT16:
+                case VariantType::UINT16:
+                    if (length == 2)
+                        return ReadNumber<uint16_t>(data, place);
+                    break;
+                case VariantType::INT32:
+                case VariantType::UINT32:
+                case VariantType::FLOAT:
+                    if (length == 4)
+                        return ReadNumber<uint32_t>(data, place);
+                    break;
+                case VariantType::INT64:
+                case VariantType::UINT64:
+                    if (length == 8)
+                        return ReadNumber<uint64_t>(data, place);
+                    break;
+                default:
+                    break;
+            }
+        }
+        variant.FromBlob(type, data, length);
     }
 
 private:
@@ -79,14 +115,20 @@ private:
         return *static_cast<const T*>(value_);
     }
     void Measure(const Variant& variant);
-    void WriteContainer(uint8_t* out) const;
+    void WriteOther(uint8_t* out) const;
 
-    // Of any type that has as many bits.
+    // A number of any type that has as many bits.
     template <class Bits>
     void WriteNumber(uint8_t* out) const {
         Bits bits;
         memcpy(&bits, value_, sizeof bits);
         StoreBigEndian(out, bits);
+    }
+
+    template <class Bits>
+    static void ReadNumber(const uint8_t* data, void* place) {
+        const Bits bits = LoadBigEndian<Bits>(data);
+        memcpy(place, &bits, sizeof bits);
     }
 
     VariantType type_;

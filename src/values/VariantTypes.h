@@ -88,7 +88,10 @@ public:
     }
 
     static const void* Location(const Variant& variant) { return variant.location_; }
-    static bool TakesAnyType(const Variant& variant) { return variant.takesAnyType_; }
+    /// The same to write to, null unless that is of the given type.
+    static void* Place(Variant& variant, VariantType type) {
+        return variant.type_ == type ? variant.location_ : nullptr;
+    }
 
     /// Calls the function with the value, which is copied only when it lives nowhere.
     template <class T, class Function>

@@ -1,6 +1,7 @@
 #include <quarn/VariantValue.h>
 
 #include "support/ThrownMessage.h"
+#include "values/VariantBlob.h"
 
 #include <gtest/gtest.h>
 
@@ -114,6 +115,9 @@ TEST(VariantValueTest, GoesThroughTextAndBytesInEveryType) {
         for (const Sample& before : kSamples) {
             VariantValue value = before.value;
             value.FromBlob(type, sample.blob.data(), sample.blob.size());
+            EXPECT_TRUE(value.Equal(sample.value)) << before.name;
+            value = before.value;
+            VariantBlob::Read(value, type, sample.blob.data(), sample.blob.size());
             EXPECT_TRUE(value.Equal(sample.value)) << before.name;
             value = before.value;
             EXPECT_TRUE(value.Equal(before.value)) << before.name;
@@ -243,7 +247,10 @@ TEST(VariantValueTest, StaysAsItWasWhenABlobIsBad) {
             if (sample.value.Type() != c.type)
                 continue;
             value = sample.value;
-            EXPECT_EQ(ThrownMessage([&] { value.FromBlob(c.blob.data(), c.blob.size()); }), c.message);
+            const uint8_t* const data = c.blob.data();
+            EXPECT_EQ(ThrownMessage([&] { value.FromBlob(data, c.blob.size()); }), c.message);
+            EXPECT_EQ(ThrownMessage([&] { VariantBlob::Read(value, c.type, data, c.blob.size()); }),
+                      c.message);
             EXPECT_TRUE(value.Equal(sample.value)) << sample.name;
         }
     }
@@ -256,6 +263,9 @@ TEST(VariantValueTest, TakesUnusualBlobs) {
             continue;
         VariantValue value = sample.value;
         value.FromBlob(nullptr, 0);
+        EXPECT_TRUE(value.Equal(empty)) << sample.name;
+        value = sample.value;
+        VariantBlob::Read(value, empty.Type(), nullptr, 0);
         EXPECT_TRUE(value.Equal(empty)) << sample.name;
     }
     VariantValue flag(false);
