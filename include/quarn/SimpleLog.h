@@ -43,9 +43,9 @@ public:
     /// Begins a record, dropping one that was begun and not finished.
     void Start();
     /// Appends a character to the record. Returns false when the ring, of 16384 bytes, is full; the record
-    /// is lost then. The character 0 ends a record and is left out.
+    /// is lost then, and when no record was begun. The character 0 ends a record and is left out.
     bool Out(char c);
-    /// Appends text: "%d", "%u", "%X", "%p" ("0x" and upper-case digits), "%c", "%s" and "%%", with an "l"
+    /// Appends text: "%d", "%u", "%X", "%p" ("0x" and lower-case digits), "%c", "%s" and "%%", with an "l"
     /// modifier, a "0" flag and a decimal width (blanks go in front). From a conversion on that is not
     /// known the format stands for itself, since the size of its argument is not known either.
     void Print(const char* format, ...) QUARN_PRINTF(2, 3);
@@ -55,7 +55,7 @@ public:
     /// the width.
     void PrintNumeric(int64_t value, uint32_t width, uint32_t flags);
     /// Ends the record and hands it to the readers. Returns false when it did not fit; then it is dropped
-    /// whole.
+    /// whole. Also false when no record was begun since the last one.
     bool Finish();
 
     /// Takes the oldest record. Returns false, and changes neither argument, when there is none. Any thread
@@ -72,7 +72,7 @@ private:
     std::atomic<uint32_t> committed_{0};  // moved by the writer
     uint32_t write_ = 0;                  // the writer's own, like the rest
     uint32_t counter_ = 0;
-    bool fits_ = true;
+    bool fits_ = false;  // a record was begun and has had room so far
     std::mutex readers_;
 };
 

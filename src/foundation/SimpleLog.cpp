@@ -58,6 +58,7 @@ bool SimpleLog::Finish() {
     if (!Put('\0'))
         return false;
     committed_.store(write_, std::memory_order_release);
+    fits_ = false;  // what comes before the next Start() belongs to no record
     return true;
 }
 

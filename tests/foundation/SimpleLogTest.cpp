@@ -27,11 +27,12 @@ TEST(SimpleLogTest, FormatsRecords) {
     SimpleLog log;
     EXPECT_EQ(Next(log), "none");
     log.Start();
-    log.Print("%d %5d|%u|%X|%lX|%05lu|%c|%6s|%%", -1, -12, 0xFFFFFFFFu, 0xABu, ~0ul, 7ul, 'c', "str");
+    log.Print("%d %5d|%u|%X|%lX|%05lu|%c|%6s|%%|%p", -1, -12, 0xFFFFFFFFu, 0xABu, ~0ul, 7ul, 'c', "str",
+              reinterpret_cast<void*>(0xAB));
     EXPECT_TRUE(log.Out('!'));
     EXPECT_EQ(Next(log), "none");
     EXPECT_TRUE(log.Finish());
-    EXPECT_EQ(Next(log), "0:-1   -12|4294967295|AB|FFFFFFFFFFFFFFFF|00007|c|   str|%!");
+    EXPECT_EQ(Next(log), "0:-1   -12|4294967295|AB|FFFFFFFFFFFFFFFF|00007|c|   str|%|0xab!");
     EXPECT_EQ(Next(log), "none");
 
     const struct {
@@ -80,6 +81,17 @@ TEST(SimpleLogTest, DropsWholeRecordsThatDoNotFit) {
     log.Print("a%cb", '\0');
     log.Finish();
     EXPECT_EQ(Next(log), "6:ab");
+}
+
+TEST(SimpleLogTest, TakesNothingOutsideOfARecord) {
+    SimpleLog log;
+    EXPECT_FALSE(log.Out('x'));
+    EXPECT_FALSE(log.Finish());
+    EXPECT_TRUE(Log(log, "only"));
+    log.Print("after the end");
+    EXPECT_FALSE(log.Finish());
+    EXPECT_EQ(Next(log), "0:only");
+    EXPECT_EQ(Next(log), "none");
 }
 
 TEST(SimpleLogTest, KeepsRecordsWholeAcrossTheEndOfTheRing) {
