@@ -1,15 +1,13 @@
 #include "connections/Loopback.h"
 
 #include "connections/SocketAddress.h"
+#include "support/Eventually.h"
 
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <filesystem>
-#include <iterator>
 #include <stdexcept>
 
 namespace quarn::test {
@@ -23,24 +21,9 @@ void Check(bool ok, const char* what) {
 
 }  // namespace
 
-bool Eventually(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return condition();
-        poll(nullptr, 0, 1);
-    }
-    return true;
-}
-
 bool WaitFor(int fd, int16_t events) {
     pollfd entry = {fd, events, 0};
     return poll(&entry, 1, 10000) == 1;
-}
-
-size_t CountDescriptors() {
-    const std::filesystem::directory_iterator open("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(open), end(open)));
 }
 
 uint16_t PortOf(int fd) {

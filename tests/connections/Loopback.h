@@ -6,7 +6,6 @@
 
 #include <stdint.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -14,12 +13,8 @@ namespace quarn::test {
 
 inline const IPAddress LOOPBACK{std::string("127.0.0.1")};
 
-/// Asks until the answer is yes, for ten seconds at most; returns the last answer.
-bool Eventually(const std::function<bool()>& condition);
 /// Waits until poll() reports one of the events (or an error) on the descriptor, for ten seconds at most.
 bool WaitFor(int fd, int16_t events);
-/// The number of this process's open file descriptors.
-size_t CountDescriptors();
 /// The local port.
 uint16_t PortOf(int fd);
 /// Has close() send a reset.

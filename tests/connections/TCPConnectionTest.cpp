@@ -5,6 +5,7 @@
 
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"
+#include "support/Eventually.h"
 #include "support/ThrownMessage.h"
 
 #include <gtest/gtest.h>

@@ -5,6 +5,7 @@
 #include <quarn/UDPSocket.h>
 
 #include "connections/Loopback.h"
+#include "support/CountDescriptors.h"
 #include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
 

@@ -8,6 +8,7 @@
 #include <quarn/VariableDetails.h>
 
 #include "ctl/UnitClient.h"
+#include "support/CountDescriptors.h"
 #include "support/DebugCapture.h"
 #include "support/TempDirectory.h"
 #include "support/ThrownMessage.h"
@@ -22,7 +23,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <random>
 
 namespace unit {
@@ -142,11 +142,6 @@ std::string QueryEverything() {
     return std::string(reinterpret_cast<const char*>(query.Sync()), query.Bytes());
 }
 
-size_t OpenDescriptors() {
-    const std::filesystem::directory_iterator list("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(list), end(list)));
-}
-
 size_t ResidentKiB() {
     size_t pages = 0;
     FILE* file = fopen("/proc/self/statm", "re");
@@ -209,7 +204,7 @@ TEST(UnitTest, BadPeersCostNothingButTheirOwnConnection) {
     UnitClient honest(unit.Address(), 2000);
     Set(honest, "audio.gain-db", "1");
     ASSERT_EQ(Ask(honest, "audio.gain-db"), "1.000000");
-    const size_t descriptors = OpenDescriptors();
+    const size_t descriptors = quarn::test::CountDescriptors();
     const size_t resident = ResidentKiB();
     {
         const Stranger garbler(unit.Address());
@@ -228,9 +223,9 @@ TEST(UnitTest, BadPeersCostNothingButTheirOwnConnection) {
         EXPECT_LT(ResidentKiB(), resident + ALLOWED_GROWTH_KIB);
     }
     const uint64_t start = quarn::Tick();
-    while (OpenDescriptors() != descriptors && quarn::MillisecondsSince(start) < DEADLINE_MS)
+    while (quarn::test::CountDescriptors() != descriptors && quarn::MillisecondsSince(start) < DEADLINE_MS)
         Ask(honest, "audio.delay-samples");
-    EXPECT_EQ(OpenDescriptors(), descriptors);
+    EXPECT_EQ(quarn::test::CountDescriptors(), descriptors);
     EXPECT_EQ(Ask(honest, "audio.gain-db"), "1.000000");
 }
 

@@ -11,6 +11,7 @@
 #include <quarn/VariantValue.h>
 
 #include "connections/Loopback.h"
+#include "support/CountDescriptors.h"
 #include "support/DebugCapture.h"
 #include "support/Eventually.h"
 #include "support/TempDirectory.h"
@@ -22,7 +23,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <random>
 
 namespace quarn {
@@ -49,11 +49,6 @@ template <class End>
 bool EndsAs(const End& end, uint32_t status) {
     Eventually([&] { return end.GetStatus(nullptr) >= BULK_TRANSFER_FAILED; });
     return end.GetStatus(nullptr) == status;
-}
-
-size_t OpenDescriptors() {
-    const std::filesystem::directory_iterator list("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(list), end(list)));
 }
 
 /// One end of a transfer in the hands of a test.
@@ -114,7 +109,7 @@ std::vector<uint8_t> Data(size_t size) {
 
 TEST(BulkTransferTest, FilesArriveAsTheyAre) {
     const TempDirectory folder;
-    const size_t descriptors = OpenDescriptors();
+    const size_t descriptors = test::CountDescriptors();
     for (const size_t size :
          {size_t{0}, size_t{1}, size_t{CHUNK - 1}, size_t{CHUNK}, size_t{CHUNK * 5 / 2}, size_t{3000000}}) {
         for (const uint32_t chunk : {CHUNK, 1048529U}) {
@@ -137,7 +132,7 @@ TEST(BulkTransferTest, FilesArriveAsTheyAre) {
             EXPECT_TRUE(folder.Read("to") == contents) << size;
         }
     }
-    EXPECT_EQ(OpenDescriptors(), descriptors);
+    EXPECT_EQ(test::CountDescriptors(), descriptors);
 }
 
 TEST(BulkTransferTest, OneChunkIsUnderWayAtATime) {
@@ -301,7 +296,7 @@ TEST(BulkTransferTest, NothingIsLeftOfATransferThatCannotBegin) {
     const TempDirectory folder;
     folder.Write("from", "contents");
     ASSERT_EQ(truncate((folder.Write("large", ""), folder.File("large").c_str()), 0x100000000), 0);
-    const size_t descriptors = OpenDescriptors();
+    const size_t descriptors = test::CountDescriptors();
     TCPListener taken(LOOPBACK, 0);
     const uint16_t dead = [] { return TCPListener(LOOPBACK, 0).GetPort(); }();
     const struct {
@@ -336,7 +331,7 @@ TEST(BulkTransferTest, NothingIsLeftOfATransferThatCannotBegin) {
         EXPECT_TRUE(EndsAs(elsewhere, BULK_TRANSFER_FAILED));
     }
     EXPECT_EQ(folder.Names(), (std::vector<std::string>{"from", "large"}));
-    EXPECT_EQ(OpenDescriptors(), descriptors + 1 /* taken */ + 2 /* the capture's */);
+    EXPECT_EQ(test::CountDescriptors(), descriptors + 1 /* taken */ + 2 /* the capture's */);
 }
 
 TEST(BulkTransferTest, AFullDiskEndsBothSidesAndLeavesNoPart) {

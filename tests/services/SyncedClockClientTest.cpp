@@ -7,6 +7,7 @@
 
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"
+#include "support/Eventually.h"
 
 #include <gtest/gtest.h>
 
