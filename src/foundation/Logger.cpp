@@ -92,10 +92,17 @@ uint32_t NextIndex(const LoggerOptions& options, const std::vector<Info>& entrie
     const bool gapless = first == last || count + first - 1 == last;
     if (gapless && last != LargestIndex(options))
         return last + 1;
-    uint32_t index = 0;
-    for (const Info& entry : entries)
-        if (entry.GetIndex() != ++index &&
-            !Rename(entry.GetPath(), Renumbered(options, entry, index).GetPath()))
+    const auto rename = [&](uint32_t i) {
+        return Rename(entries[i].GetPath(), Renumbered(options, entries[i], i + 1).GetPath());
+    };
+    // In an order in which no entry needs a name that another one has yet to give up: those that move down
+    // from the front, then those that move up, as happens when two loggers have used a number twice, from the
+    // back.
+    for (uint32_t i = 0; i < count; ++i)
+        if (entries[i].GetIndex() > i + 1 && !rename(i))
+            return 0;
+    for (uint32_t i = count; i-- > 0;)
+        if (entries[i].GetIndex() < i + 1 && !rename(i))
             return 0;
     return count + 1;
 }
@@ -116,6 +123,8 @@ bool List(const LoggerOptions& options, Listing& listing) {
         return fstatat(directory.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
                (status.st_mode & S_IFMT) == type;
     };
+    // By name is by index too, for all have the same number of digits.
+    std::sort(names.begin(), names.end());
     for (const std::string& name : names) {
         const LogFileInfo file(options, name);
         if (file.GetIndex() != 0 && isA(S_IFREG, name))
@@ -124,8 +133,6 @@ bool List(const LoggerOptions& options, Listing& listing) {
         if (snapshot.GetIndex() != 0 && isA(S_IFDIR, name))
             listing.snapshots.push_back(snapshot);
     }
-    std::sort(listing.files.begin(), listing.files.end());
-    std::sort(listing.snapshots.begin(), listing.snapshots.end());
     return true;
 }
 

@@ -76,6 +76,11 @@ TEST(LoggerTest, BeginsAFileBehindThoseThereAre) {
         {2, 10, {"97.txt", "98-start.txt", "99.txt"}, {"01.txt", "02-start.txt", "03.txt", "04-start.txt"}},
         {2, 10, {"03-start.txt", "07.txt"}, {"01-start.txt", "02.txt", "03-start.txt"}},
         {2, 10, {"01.txt", "02.txt", "04.txt"}, {"01.txt", "02.txt", "03.txt", "04-start.txt"}},
+        // Numbers that were used twice.
+        {2,
+         10,
+         {"01-start.txt", "01.txt", "02-start.txt", "02.txt", "04.txt", "09-start.txt"},
+         {"01-start.txt", "02.txt", "03-start.txt", "04.txt", "05.txt", "06-start.txt", "07-start.txt"}},
         {2, 3, {"01.txt", "03.txt", "04.txt", "05.txt"}, {"04.txt", "05.txt", "06-start.txt"}},
         {2, 1, {"03.txt", "09.txt"}, {"01-start.txt"}},
         {1,
