@@ -21,11 +21,14 @@
 ///             }
 ///             parser.Unk();
 ///         }
+///
+///     private:
+///         uint32_t speed_ = 0;
 ///     };
 ///
-/// Every failure of an override is a MonitorException, whose text begins with the accessor's tag ("FAN: ...").
-/// The registry calls the overrides one at a time, on whichever thread it is used by; an accessor that other
-/// threads use as well guards its device itself.
+/// Every failure of an override is a MonitorException, whose text begins with the accessor's tag
+/// ("FAN: ..."). The registry calls the overrides one at a time, on whichever thread it is used by; an
+/// accessor that other threads use as well guards its device itself.
 
 #include <list>
 #include <set>

@@ -1,6 +1,7 @@
 #pragma once
 
-/// Takes apart a console line of the form command, subcommand, arguments, so that all accessors complain alike.
+/// Takes apart a console line of the form command, subcommand, arguments, so that all accessors complain
+/// alike.
 ///
 ///     const quarn::SubcommandParserHelper parser(command, words);
 ///     if (parser.NoSub())
