@@ -107,6 +107,9 @@ TEST(VariantValueTest, GoesThroughTextAndBytesInEveryType) {
         EXPECT_FALSE(decoded.Equal(sample.value));
         decoded.FromBlob(sample.blob.data(), sample.blob.size());
         EXPECT_TRUE(decoded.Equal(sample.value));
+        VariantValue read(type);
+        VariantBlob::Read(read, type, sample.blob.data(), sample.blob.size());
+        EXPECT_TRUE(read.Equal(sample.value));
         VariantValue assigned(type);
         assigned.Assign(sample.value);
         EXPECT_TRUE(assigned.Equal(sample.value));
