@@ -49,6 +49,7 @@ public:
     VariableIndex& operator=(const VariableIndex&) = delete;
 
     std::string GetName() const;
+    const VariableDictionary& GetDictionary() const;
 
     /// Registers a program variable, which must outlive the index, with its category mask. Whether the
     /// dictionary knows the tag is not checked here.

@@ -33,7 +33,8 @@
 /// held; the wait between them runs without it. Other threads take the lock around everything that they share
 /// with the overrides and call Wake() afterwards. The lock is not recursive. The functions that list or clear
 /// all workers take the lock of the registry first and then each worker's: call them with no worker's lock
-/// held, that is, never from an override, and create and destroy workers likewise.
+/// held, that is, never from an override that has not released its own, and create and destroy workers
+/// likewise.
 ///
 /// Unless noted otherwise any thread may call a function at any time, with or without the lock, and every
 /// failure is a MonitorException.
@@ -143,6 +144,8 @@ public:
     /// within a second ends the call with an exception.
     static void GetAllWorkerStatistics(std::list<std::string>& lines);
     static void ClearAllWorkerStatistics();
+    /// GetAllWorkerStatistics() of those whose names match the pattern (see Wildcard), case mattering.
+    static void GetMatchingWorkerStatistics(const std::string& pattern, std::list<std::string>& lines);
 
     // The order of the virtual functions is fixed.
 

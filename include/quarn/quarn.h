@@ -13,6 +13,7 @@
 #include <quarn/CRC16.h>
 #include <quarn/CRC32.h>
 #include <quarn/CharacterTerminal.h>
+#include <quarn/ConsoleServer.h>
 #include <quarn/Debug.h>
 #include <quarn/Debuggable.h>
 #include <quarn/DeviceIO.h>
@@ -53,6 +54,7 @@
 #include <quarn/Text.h>
 #include <quarn/UDPSocket.h>
 #include <quarn/Variable.h>
+#include <quarn/VariableAccess.h>
 #include <quarn/VariableDetails.h>
 #include <quarn/VariableDictionary.h>
 #include <quarn/VariableIndex.h>
@@ -63,4 +65,5 @@
 #include <quarn/WatchdogProxy.h>
 #include <quarn/Wildcard.h>
 #include <quarn/Worker.h>
+#include <quarn/WorkerAccess.h>
 #include <quarn/WorkerLock.h>

@@ -101,6 +101,10 @@ std::string VariableIndex::GetName() const {
     return impl_->name;
 }
 
+const VariableDictionary& VariableIndex::GetDictionary() const {
+    return impl_->dictionary;
+}
+
 #define QUARN_DEFINE_ADD(Type)                                                          \
     void VariableIndex::Add(uint32_t tag, Type* variable, uint32_t categories) {        \
         impl_->Register(tag, std::make_unique<VariantReference>(variable), categories); \

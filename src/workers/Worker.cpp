@@ -132,7 +132,11 @@ void Worker::GetAllWorkerSummary(std::list<std::string>& lines) {
 }
 
 void Worker::GetAllWorkerStatistics(std::list<std::string>& lines) {
-    Impl::GetAllStatistics(lines);
+    Impl::GetMatchingStatistics("*", lines);
+}
+
+void Worker::GetMatchingWorkerStatistics(const std::string& pattern, std::list<std::string>& lines) {
+    Impl::GetMatchingStatistics(pattern, lines);
 }
 
 void Worker::ClearAllWorkerStatistics() {

@@ -4,6 +4,7 @@
 #include <quarn/LocalTime.h>
 #include <quarn/MonitorException.h>
 #include <quarn/Text.h>
+#include <quarn/Wildcard.h>
 
 #include <map>
 #include <system_error>
@@ -308,11 +309,12 @@ void Worker::Impl::GetAllSummary(std::list<std::string>& lines) {
     lines.push_back("(*) since last 'mon clear'");
 }
 
-void Worker::Impl::GetAllStatistics(std::list<std::string>& lines) {
+void Worker::Impl::GetMatchingStatistics(const std::string& pattern, std::list<std::string>& lines) {
     Registry& registry = Registry::Get();
     const std::lock_guard guard(registry.mutex);
-    for (const auto& worker : registry.workers)
-        worker.second->GetStatistics(lines);
+    for (const auto& [name, impl] : registry.workers)
+        if (Wildcard::Match(name, pattern, true))
+            impl->GetStatistics(lines);
 }
 
 void Worker::Impl::ClearAllStatistics() {

@@ -44,7 +44,7 @@ public:
     bool Dismantle();
 
     static void GetAllSummary(std::list<std::string>& lines);
-    static void GetAllStatistics(std::list<std::string>& lines);
+    static void GetMatchingStatistics(const std::string& pattern, std::list<std::string>& lines);
     static void ClearAllStatistics();
 
     std::string name;
