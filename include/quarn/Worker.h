@@ -183,8 +183,9 @@ protected:
     virtual void ClearExtraStatistics();
 
     /// Takes the worker out of the registry. A worker that was not stopped, or that still watches
-    /// descriptors, is reported with mask ERR. A thread that has not ended does so by itself as soon as it
-    /// can and calls no further override; only what the override that it is in uses must still be alive.
+    /// descriptors, is reported with mask ERR. A thread that has not ended then does so by itself as soon as it
+    /// can, without Finalize(). That limits the damage and is no substitute for Stop(): the override that it is
+    /// in, or enters at this very moment, meets an object that is going away.
     ~Worker();
 
 private:
