@@ -1,6 +1,7 @@
 #include "foundation/DebugLine.h"
 
 #include <stdio.h>
+#include <string.h>
 
 #include <algorithm>
 #include <new>

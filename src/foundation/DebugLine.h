@@ -4,7 +4,6 @@
 
 #include <stdarg.h>
 #include <stddef.h>
-#include <string.h>
 
 #include <memory>
 #include <string_view>
@@ -23,8 +22,7 @@ public:
     bool Add(std::string_view text) {
         if (!Reserve(text.size()))
             return false;
-        memcpy(text_ + length_, text.data(), text.size());
-        length_ += text.size();
+        length_ += text.copy(text_ + length_, text.size());
         return true;
     }
     /// Adds what printf would; a NUL character that it produces ends the text.
