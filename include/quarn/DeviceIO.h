@@ -43,6 +43,8 @@ public:
     virtual ssize_t Write(int32_t fd, const void* data, size_t length) = 0;
     /// lseek(2): the new offset, or -1.
     virtual int64_t Seek(int32_t fd, int64_t offset, int32_t whence) = 0;
+    /// ftruncate(2): cuts or extends a file; what is added reads as zeros.
+    virtual int32_t Truncate(int32_t fd, int64_t length) = 0;
     /// fdatasync(2): returns when what was written is on the medium.
     virtual int32_t Sync(int32_t fd) = 0;
     /// ioctl(2) with a pointer argument; an integer argument travels in the pointer.

@@ -23,6 +23,8 @@
 #include <quarn/LineTerminal.h>
 #include <quarn/LocalTime.h>
 #include <quarn/Logger.h>
+#include <quarn/MemoryHelpers.h>
+#include <quarn/MemoryMapping.h>
 #include <quarn/MessageTerminal.h>
 #include <quarn/MicrosecondClock.h>
 #include <quarn/MicrosecondClockSoftware.h>
@@ -33,6 +35,7 @@
 #include <quarn/PermanentCondition.h>
 #include <quarn/PersistentStorage.h>
 #include <quarn/RecurringEvent.h>
+#include <quarn/RegisterAccess.h>
 #include <quarn/SLIPConstants.h>
 #include <quarn/SLIPDecoder.h>
 #include <quarn/SLIPEncoder.h>

@@ -19,6 +19,7 @@ public:
     ssize_t Read(int32_t fd, void* data, size_t length) override { return read(fd, data, length); }
     ssize_t Write(int32_t fd, const void* data, size_t length) override { return write(fd, data, length); }
     int64_t Seek(int32_t fd, int64_t offset, int32_t whence) override { return lseek(fd, offset, whence); }
+    int32_t Truncate(int32_t fd, int64_t length) override { return ftruncate(fd, length); }
     int32_t Sync(int32_t fd) override { return fdatasync(fd); }
     int32_t IOCtl(int32_t fd, unsigned long request, void* argument) override {
         return ioctl(fd, request, argument);

@@ -56,6 +56,8 @@ void UseFile(DeviceIO& io, const std::string& path) {
     EXPECT_EQ(io.Seek(fd, 0, SEEK_SET), 0);
     EXPECT_EQ(io.Read(fd, text, sizeof text), 8);
     EXPECT_EQ(std::string(text, 8), "abcdabcd");
+    EXPECT_EQ(io.Truncate(fd, 3), 0);
+    EXPECT_EQ(io.FileSize(path), 3);
     EXPECT_EQ(io.Close(fd), 0);
     EXPECT_REFUSED(EBADF, io.Close(fd));
 }
@@ -100,6 +102,7 @@ TEST(FakeDeviceIO, RefusesWhatDevicesRefuse) {
     }
     EXPECT_REFUSED(ENOTTY, io.IOCtl(eeprom, MEMERASE, &range));
     EXPECT_REFUSED(EINVAL, io.Sync(writable));
+    EXPECT_REFUSED(EINVAL, io.Truncate(eeprom, 1));
     EXPECT_REFUSED(EINVAL, io.Seek(writable, 33, SEEK_SET));
     EXPECT_EQ(io.Seek(writable, 32, SEEK_SET), 32);
     EXPECT_REFUSED(ENOSPC, io.Write(writable, bytes, 1));

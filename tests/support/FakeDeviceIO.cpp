@@ -284,6 +284,19 @@ int64_t FakeDeviceIO::Seek(int32_t fd, int64_t offset, int32_t whence) {
     return base + offset;
 }
 
+int32_t FakeDeviceIO::Truncate(int32_t fd, int64_t length) {
+    if (Refused(Call::TRUNCATE))
+        return -1;
+    const auto found = open_.find(fd);
+    if (found == open_.end())
+        return System().Truncate(fd, length);
+    Medium& medium = *found->second.medium;
+    if (length < 0 || medium.kind != Medium::FILE || found->second.access == O_RDONLY)
+        return Refuse(EINVAL);
+    medium.now.bytes.resize(size_t(length));
+    return 0;
+}
+
 int32_t FakeDeviceIO::Sync(int32_t fd) {
     if (Refused(Call::SYNC))
         return -1;

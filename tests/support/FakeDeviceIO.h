@@ -11,7 +11,7 @@
 
 namespace quarn::test {
 
-enum class Call { OPEN, CLOSE, READ, WRITE, SEEK, SYNC, IOCTL, SIZE, MAP, UNMAP };
+enum class Call { OPEN, CLOSE, READ, WRITE, SEEK, TRUNCATE, SYNC, IOCTL, SIZE, MAP, UNMAP };
 
 /// What is left of bytes that were written but not synced when the power went.
 enum class Unsynced {
@@ -69,6 +69,7 @@ public:
     ssize_t Read(int32_t fd, void* data, size_t length) override;
     ssize_t Write(int32_t fd, const void* data, size_t length) override;
     int64_t Seek(int32_t fd, int64_t offset, int32_t whence) override;
+    int32_t Truncate(int32_t fd, int64_t length) override;
     int32_t Sync(int32_t fd) override;
     int32_t IOCtl(int32_t fd, unsigned long request, void* argument) override;
     int64_t FileSize(const std::string& path) override;
@@ -76,6 +77,9 @@ public:
     int32_t Unmap(void* address, size_t length) override;
     uint32_t Read32(const volatile uint32_t* word) override;
     void Write32(volatile uint32_t* word, uint32_t value) override;
+
+protected:
+    bool Refused(Call call);
 
 private:
     struct Medium;
@@ -86,7 +90,6 @@ private:
         int error;
     };
 
-    bool Refused(Call call);
     Medium* Find(const std::string& path) const;
     Medium& Get(const std::string& path) const;
     size_t Spend(size_t bytes);

@@ -1,0 +1,182 @@
+#include <quarn/Parse.h>
+#include <quarn/RegisterAccess.h>
+
+#include "support/DebugCapture.h"
+#include "support/FakeRegisters.h"
+#include "support/ThrownMessage.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <errno.h>
+
+#include <initializer_list>
+
+namespace quarn {
+namespace {
+
+using test::Call;
+using test::DebugCapture;
+using test::FakeRegisters;
+using test::ThrownMessage;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class RegisterAccessTest : public testing::Test {
+protected:
+    std::string Add(const std::string& line) {
+        return ThrownMessage([&] { registers_.Configure("reg", Tokenize(line)); });
+    }
+    void AddAll(std::initializer_list<const char*> lines) {
+        for (const char* line : lines)
+            ASSERT_EQ(Add(line), "(nothing thrown)") << line;
+    }
+    std::list<std::string> Run(const std::string& line) { return registers_.Execute("reg", Tokenize(line)); }
+    std::string Failure(const std::string& line) {
+        return ThrownMessage([&] { Run(line); });
+    }
+
+    FakeRegisters io_;
+    RegisterAccess registers_{io_};
+};
+
+TEST_F(RegisterAccessTest, ReadsAndWritesFieldsWithSingleAccesses) {
+    const struct {
+        const char* bits;
+        uint32_t mask, value, inPlace;
+    } cases[] = {
+        {"31:0", 0xFFFFFFFF, 0x89ABCDEF, 0x89ABCDEF},
+        {"7:7", 0x00000080, 1, 0x80},
+        {"7", 0x00000080, 1, 0x80},
+        {"31:28", 0xF0000000, 0xA, 0xA0000000},
+        {"11:4", 0x00000FF0, 0x5A, 0x5A0},
+    };
+    for (const auto& c : cases) {
+        const std::string name = std::string("f") + c.bits;
+        AddAll({("0xA0001004 " + std::string(c.bits) + " rw " + name + " alias" + c.bits).c_str()});
+        for (const uint32_t others : {0u, 0xFFFFFFFFu}) {
+            io_.SetWord(0xA0001004, others);
+            registers_.Set(name, c.value);
+            EXPECT_THAT(io_.TakeAccesses(),
+                        ElementsAre("r 0xA0001004", testing::StartsWith("w 0xA0001004 ")));
+            EXPECT_EQ(io_.Word(0xA0001004), (others & ~c.mask) | c.inPlace) << c.bits;
+            EXPECT_EQ(registers_.Get(std::string("alias") + c.bits), c.value) << c.bits;
+            EXPECT_THAT(io_.TakeAccesses(), ElementsAre("r 0xA0001004"));
+        }
+    }
+    EXPECT_EQ(registers_.Address("alias7"), 0xA0001004u);
+}
+
+TEST_F(RegisterAccessTest, RefusesWhatAFieldCannotDoWithoutTouchingIt) {
+    AddAll({"0x1000 3:0 r status", "0x1000 7:4 w control", "0x1000 - - spare s", "0x1000 11:8 rw mode",
+            "0x1000 31:28 w top"});
+    io_.SetWord(0x1000, 0xFFFFFFFF);
+    EXPECT_EQ(Failure("status 1"), "REG: field \"status\" is not writable");
+    EXPECT_EQ(Failure("s 1"), "REG: field \"spare\" is not writable");
+    EXPECT_EQ(Failure("mode 0x10"), "REG: value 0x10 will not fit in 4-bit field");
+    EXPECT_EQ(Failure("mode 1x"), "REG: bad value");
+    EXPECT_EQ(Failure("nothing 1x"), "REG: bad value");
+    EXPECT_EQ(Failure("nothing 1"), "REG: unknown register \"nothing\"");
+    EXPECT_EQ(Failure("list mode 1"), "REG: too many words in command");
+    EXPECT_EQ(ThrownMessage([&] { registers_.Get("control"); }), "REG: field \"control\" is not readable");
+    EXPECT_EQ(ThrownMessage([&] { registers_.Get("s"); }), "REG: field \"spare\" is not readable");
+    EXPECT_EQ(ThrownMessage([&] { registers_.Address("Mode"); }), "REG: unknown register \"Mode\"");
+    EXPECT_THAT(io_.TakeAccesses(), IsEmpty());
+    // What is shifted out at the top is not missed.
+    EXPECT_THAT(Run("top 0x10"), IsEmpty());
+    EXPECT_THAT(io_.TakeAccesses(), ElementsAre("r 0x1000", "w 0x1000 0xFFFFFFF"));
+}
+
+TEST_F(RegisterAccessTest, MapsEachPageOnce) {
+    AddAll({"0xA0000FFC 0 r last", "0xA0000000 31:0 r first", "0xA0002000 - - unmapped", "0xA0001000 5:1 r"});
+    EXPECT_THAT(io_.TakeMappings(), ElementsAre("0xA0000000 +4096", "0xA0001000 +4096"));
+    EXPECT_EQ(io_.Count(Call::OPEN), io_.Count(Call::CLOSE));
+    io_.SetWord(0xA0000FFC, 1);
+    EXPECT_EQ(registers_.Get("last"), 1u);
+}
+
+TEST_F(RegisterAccessTest, RefusesDefectiveLines) {
+    AddAll({"0x1000 0 rw taken other"});
+    io_.TakeMappings();
+    const struct {
+        const char* line;
+        const char* message;
+    } cases[] = {
+        {"x y", "REG: too few fields"},
+        {"x y z", "REG: bad address"},
+        {"0x1000000Z 0 r f", "REG: bad address"},
+        {"0x1000 x z f", "REG: bad bit range"},
+        {"0x1000 32:0 r f", "REG: bad bit range"},
+        {"0x1000 0:1 r f", "REG: bad bit range"},
+        {"0x1000 4294967296:0 r f", "REG: bad bit range"},
+        {"0x1000 3-0 r f", "REG: bad bit range"},
+        {"0x1000 1:0 wr f", "REG: direction must be 'r', 'w', or 'rw'"},
+        {"0x1000 1:0 - f", "REG: direction must be 'r', 'w', or 'rw'"},
+        {"0x1000 - rw f", "REG: if bit range is '-', direction must be '-'"},
+        {"0x2002 0 rw f other taken", "REG: Attempt to add duplicate name \"other\""},
+        {"0x2000 - - f g f", "REG: Attempt to add duplicate name \"f\""},
+        {"0x2002 0 rw f", "REG: Register at unaligned address 0x0x2002"},
+        {"0x2002 - - f", "REG: Register at unaligned address 0x0x2002"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(Add(c.line), c.message) << c.line;
+    io_.Fail(Call::OPEN, EACCES);
+    EXPECT_EQ(Add("0x2004 0 rw f"), "REG: Could not open /dev/mem: Permission denied");
+    io_.Fail(Call::MAP, EPERM);
+    EXPECT_EQ(Add("0x2004 0 rw f"), "REG: Could not map page [0x0x2000..0x0x3000): Operation not permitted");
+    EXPECT_EQ(io_.Count(Call::OPEN), io_.Count(Call::CLOSE) + 1);
+    EXPECT_THAT(io_.TakeMappings(), IsEmpty());
+    // Nothing of all that is left behind.
+    EXPECT_THAT(Run("f"), ElementsAre("REG: no matching registers"));
+    EXPECT_EQ(Add("0x2004 0 rw f"), "(nothing thrown)");
+}
+
+TEST_F(RegisterAccessTest, ListsFieldsInOrderOfConfiguration) {
+    AddAll({"0x1004 31:20 r zeta", "0x1000 7 rw alpha a first", "0x1008 3:0 r", "0x1000 3:0 w go",
+            "4096 - - spare a2"});
+    io_.SetWord(0x1000, 0x8F);
+    io_.SetWord(0x1004, 0x05C00000);
+    EXPECT_THAT(Run("list"), ElementsAre("name   address  bits   value  aliases   ",  //
+                                         "zeta   0x1004   31:20  0x05C            ",  //
+                                         "alpha  0x1000   7      0x1    a, first  ",  //
+                                         "go     0x1000   3:0                     ",  //
+                                         "spare  0x1000   -             a2        "));
+    // Only what can be read and is listed is read.
+    EXPECT_THAT(io_.TakeAccesses(), ElementsAre("r 0x1004", "r 0x1000"));
+    EXPECT_THAT(Run("a*"), ElementsAre("name   value  aliases   ",  //
+                                       "alpha  0x1    a, first  ",  //
+                                       "spare         a2        "));
+    EXPECT_THAT(Run("list go"), ElementsAre("name  address  bits  value  aliases  ",  //
+                                            "go    0x1000   3:0                   "));
+    EXPECT_THAT(Run("list A*"), ElementsAre("REG: no matching registers"));
+}
+
+TEST_F(RegisterAccessTest, ExplainsItsCommand) {
+    EXPECT_THAT(registers_.GetConsoleCommands(false), ElementsAre("reg"));
+    EXPECT_THAT(registers_.GetConsoleCommands(true), ElementsAre("reg: register field access"));
+    EXPECT_THAT(registers_.GetConfigurationSections(), ElementsAre("reg"));
+    EXPECT_THAT(
+        registers_.Execute("rg", {}),
+        ElementsAre("reg: register field access", "", "rg list            list all fields",
+                    "rg list <pattern>  list specified fields(s)",
+                    "rg <pattern>       show value of one or more field(s)",
+                    "rg <name> <value>  set value of a field", "",
+                    "  <pattern> is a field name with optional * wildcard(s)", "  <name>    is a field name",
+                    "  <value>   is an value (decimal, or 0x for hex)"));
+}
+
+TEST(RegisterAccessLifeTest, UnmapsItsPagesAndPrintsWhatFails) {
+    FakeRegisters io;
+    DebugCapture debug(DEBUG_ERR);
+    {
+        RegisterAccess registers(io);
+        registers.Configure("reg", {"0x1000", "0", "r", "a"});
+        registers.Configure("reg", {"0x2000", "0", "r", "b"});
+        io.Fail(Call::UNMAP, EINVAL);
+    }
+    EXPECT_THAT(debug.Lines(), ElementsAre("REG: munmap failed: Invalid argument"));
+    EXPECT_EQ(io.Mapped(), 1u);
+}
+
+}  // namespace
+}  // namespace quarn
