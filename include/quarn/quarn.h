@@ -18,6 +18,7 @@
 #include <quarn/Debuggable.h>
 #include <quarn/DeviceIO.h>
 #include <quarn/FileUtilities.h>
+#include <quarn/FpgaMicrosecondClock.h>
 #include <quarn/IPAddress.h>
 #include <quarn/IncomingMessage.h>
 #include <quarn/LineTerminal.h>
@@ -27,6 +28,7 @@
 #include <quarn/MemoryMapping.h>
 #include <quarn/MessageTerminal.h>
 #include <quarn/MicrosecondClock.h>
+#include <quarn/MicrosecondClockHardware.h>
 #include <quarn/MicrosecondClockSoftware.h>
 #include <quarn/MonitorException.h>
 #include <quarn/NamedLock.h>
