@@ -71,7 +71,8 @@ public:
 
     /// Prints one message with its prefixes: the time, the thread's name and, if asked for, `file` without
     /// its folders and `line`. A newline is added unless the text ends in one. A message that no mask wants
-    /// costs the test and nothing else. Any thread may call it; messages do not interleave.
+    /// costs the test and nothing else. Leaves errno alone. Any thread may call it; messages do not
+    /// interleave. Throws std::system_error when the mutex that keeps them apart cannot be locked.
     void Printf(uint32_t mask, const char* file, int line, const char* format, ...) QUARN_PRINTF(5, 6);
 
     /// Prints each line as a message of its own. Deliberately not serialised with Printf(): messages of other

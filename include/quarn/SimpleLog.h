@@ -45,9 +45,9 @@ public:
     /// Appends a character to the record. Returns false when the ring, of 16384 bytes, is full; the record
     /// is lost then, and when no record was begun. The character 0 ends a record and is left out.
     bool Out(char c);
-    /// Appends text: "%d", "%u", "%X", "%p" ("0x" and lower-case digits), "%c", "%s" and "%%", with an "l"
-    /// modifier, a "0" flag and a decimal width (blanks go in front). From a conversion on that is not
-    /// known the format stands for itself, since the size of its argument is not known either.
+    /// Appends text, of which Out() tells whether it fitted: "%d", "%u", "%X", "%p", "%c", "%s" and "%%",
+    /// with an "l" modifier, a "0" flag and a decimal width (blanks go in front), and what else SimplePrint
+    /// knows.
     void Print(const char* format, ...) QUARN_PRINTF(2, 3);
     /// Print() for a va_list, which the call uses up.
     void VarPrint(const char* format, va_list arguments) QUARN_VPRINTF(2);

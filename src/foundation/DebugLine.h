@@ -42,6 +42,7 @@ private:
     // Room for so many characters and one that ends the line.
     bool Reserve(size_t more) { return more < capacity_ - length_ || Grow(more); }
     bool Grow(size_t more);
+    bool AddPrinted(const char* format, va_list arguments) QUARN_VPRINTF(2);
 
     char short_[1024];
     std::unique_ptr<char[]> long_;

@@ -163,24 +163,6 @@ private:
     std::atomic<bool> good_;
 };
 
-void Logger::Impl::Write(const char* text, size_t length) {
-    const std::lock_guard lock(mutex_);
-    if (!good_)
-        return;
-    if (options_.linesPerFile != 0 && lines_ >= options_.linesPerFile) {
-        file_ = Descriptor();
-        lines_ = 0;
-        Next(false);
-    }
-    if (file_.Get() < 0) {
-        good_ = false;
-        return;
-    }
-    WriteLine(text, length);
-    if (options_.linesPerFile != 0)
-        ++lines_;
-}
-
 // Makes room for a file behind those there are and opens it. When that fails, no file is open.
 void Logger::Impl::Next(bool start) {
     Listing listing;
@@ -203,9 +185,25 @@ void Logger::Impl::Next(bool start) {
     midLine_ = false;
 }
 
+// Returns false when the system takes no more, be it after a part of the bytes. Inlined by force, like what
+// calls it: after a system call each return costs as much as a cache miss.
+[[gnu::always_inline]] inline bool Logger::Impl::WriteBytes(const char* data, size_t length) {
+    while (length > 0) {
+        const ssize_t written = write(file_.Get(), data, length);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        midLine_ = data[written - 1] != '\n';
+        data += written;
+        length -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
 // One system call for all but very long lines: copying is cheaper than a second call or having the system
 // gather the pieces. There is nobody to tell that a line could not be written.
-void Logger::Impl::WriteLine(const char* text, size_t length) {
+[[gnu::always_inline]] inline void Logger::Impl::WriteLine(const char* text, size_t length) {
     if (midLine_ && !WriteBytes("\n", 1))
         return;
     if (length != 0 && text[length - 1] == '\n') {
@@ -220,19 +218,22 @@ void Logger::Impl::WriteLine(const char* text, size_t length) {
     }
 }
 
-// Returns false when the system takes no more, be it after a part of the bytes.
-bool Logger::Impl::WriteBytes(const char* data, size_t length) {
-    while (length > 0) {
-        const ssize_t written = write(file_.Get(), data, length);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        midLine_ = data[written - 1] != '\n';
-        data += written;
-        length -= static_cast<size_t>(written);
+[[gnu::always_inline]] inline void Logger::Impl::Write(const char* text, size_t length) {
+    const std::lock_guard lock(mutex_);
+    if (!good_)
+        return;
+    if (options_.linesPerFile != 0 && lines_ >= options_.linesPerFile) {
+        file_ = Descriptor();
+        lines_ = 0;
+        Next(false);
     }
-    return true;
+    if (file_.Get() < 0) {
+        good_ = false;
+        return;
+    }
+    WriteLine(text, length);
+    if (options_.linesPerFile != 0)
+        ++lines_;
 }
 
 void Logger::Impl::Snapshot() {

@@ -95,7 +95,8 @@ private:
             }
             case 'p': {
                 const void* const pointer = va_arg(arguments.list, const void*);
-                return PutNumber("0x", reinterpret_cast<uintptr_t>(pointer), LOWER, field);
+                return pointer ? PutNumber("0x", reinterpret_cast<uintptr_t>(pointer), LOWER, field)
+                               : PutText("(nil)", field);
             }
         }
         return PutRest(start);

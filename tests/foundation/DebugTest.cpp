@@ -145,12 +145,14 @@ TEST(DebugTest, PrintsWhatCanBeFormattedOfAnyLength) {
     errno = ENOTTY;
     debug.Printf(DEBUG_ERR, "f", 1, "%ls", L"\x7FFFFFFF");
     debug.Printf(DEBUG_ERR, "f", 1, "%m%c%s", '\0', "cut off");
-    Lines expected{strerror(ENOTTY)};
+    debug.Printf(DEBUG_ERR, "f", 1, "%s%c%s", "short", '\0', "cut off");
+    debug.Printf(DEBUG_ERR, "f", 1, "%u %5.2f %-4s|", 7u, 1.5, "ab");
+    Lines expected{strerror(ENOTTY), "short", "7  1.50 ab  |"};
     // Around the end of what is formatted without allocation, and far beyond.
     for (size_t length = 960; length < 1060; ++length)
         expected.emplace_back(length, 'x');
     expected.emplace_back(100000, 'y');
-    for (size_t i = 1; i < expected.size(); ++i)
+    for (size_t i = 3; i < expected.size(); ++i)
         debug.Printf(DEBUG_ERR, "f", 1, "%s", expected[i].c_str());
     EXPECT_EQ(errno, ENOTTY);
     EXPECT_EQ(capture.Lines(), expected);
