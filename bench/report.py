@@ -16,9 +16,10 @@ def read(path):
     for run in report["benchmarks"]:
         if run.get("aggregate_name") != "median":
             continue
-        # Settings that a case adds to its name, such as real_time, stand behind the three words.
-        topic, what, who = run["run_name"].split("/")[:3]
-        real = "real_time" in run["run_name"]
+        # Behind the three words stand sizes, and settings such as real_time.
+        topic, what, who, *rest = run["run_name"].split("/")
+        what = " ".join([what] + [part for part in rest if part.isdigit() and part not in what])
+        real = "real_time" in rest
         time = run["real_time" if real else "cpu_time"] * UNITS[run["time_unit"]]
         tables.setdefault(f"{topic}: {what}", {})[who] = time
     return report["context"], tables
