@@ -1,15 +1,18 @@
 #include <quarn/BulkTransferSender.h>
 #include <quarn/CRC16.h>
+#include <quarn/LineTerminal.h>
 #include <quarn/LocalTime.h>
 #include <quarn/MonitorException.h>
 #include <quarn/Sentence.h>
 #include <quarn/SentenceDetails.h>
+#include <quarn/TCPListener.h>
 #include <quarn/Variable.h>
 #include <quarn/VariableDetails.h>
 
 #include "ctl/UnitClient.h"
 #include "support/CountDescriptors.h"
 #include "support/DebugCapture.h"
+#include "support/Eventually.h"
 #include "support/TempDirectory.h"
 #include "support/ThrownMessage.h"
 #include "unit/Unit.h"
@@ -30,6 +33,7 @@ namespace {
 
 using quarn::VariantValue;
 using quarn::test::DebugCapture;
+using quarn::test::Eventually;
 using quarn::test::ThrownMessage;
 
 constexpr int DEADLINE_MS = 10000;
@@ -290,6 +294,23 @@ TEST(UnitTest, KeepsItsSettingsAndNotItsMeasurements) {
     options.state.blockSize = 128;
     const RunningUnit tight(options);
     EXPECT_EQ(debug.CountContaining("more than a block of 128"), 1U);
+}
+
+TEST(UnitTest, ReportsToAWatchdogAndFindsItAgain) {
+    DebugCapture debug(0);
+    quarn::TCPListener service(quarn::IPAddress(std::string("127.0.0.1")), 0);
+    UnitOptions options = RunningUnit::Options({}, ParseListener("0"), 8);
+    options.watchdog = ParsePeer("127.0.0.1:" + std::to_string(service.GetPort()));
+    RunningUnit unit(options);
+    for (int life = 0; life < 2; ++life) {
+        std::unique_ptr<quarn::TCPConnection> connection;
+        ASSERT_TRUE(
+            Eventually([&] { return (connection.reset(service.Accept("unit")), connection != nullptr); }));
+        quarn::LineTerminal terminal(*connection);
+        std::string line;
+        ASSERT_TRUE(Eventually([&] { return (terminal.Work(), terminal.Get(line)); }));
+        EXPECT_EQ(line, "update receiver " + std::to_string(getpid()));
+    }
 }
 
 TEST(UnitTest, TakesFilesIntoItsFolderOnly) {
