@@ -26,7 +26,11 @@
 
 #include <stdint.h>
 
+#include <list>
 #include <memory>
+#include <set>
+#include <string>
+#include <vector>
 
 namespace quarn {
 

@@ -149,6 +149,8 @@ private:
                 throw MonitorException("REG: Attempt to add duplicate name \"%s\"", name.c_str());
     }
 
+    /// The fields with a name that the pattern matches, in order of configuration.
+    std::vector<const Register*> Matching(const std::string& pattern) const;
     std::list<std::string> Row(const Register& field, bool isDetailed) const;
 
     DeviceIO& io_;
@@ -175,13 +177,26 @@ std::list<std::string> RegisterAccess::Impl::Row(const Register& field, bool isD
     return row;
 }
 
-std::list<std::string> RegisterAccess::Impl::List(const std::string& pattern, bool isDetailed) const {
-    std::list<std::list<std::string>> rows;
+std::vector<const Register*> RegisterAccess::Impl::Matching(const std::string& pattern) const {
+    std::vector<const Register*> matching;
+    if (pattern.find('*') == std::string::npos) {  // only the name that equals it matches
+        const auto found = byName_.find(pattern);
+        if (found != byName_.end())
+            matching.push_back(&fields_[found->second]);
+        return matching;
+    }
     for (const Register& field : fields_) {
         const auto matches = [&](const std::string& name) { return Wildcard::Match(name, pattern, true); };
         if (std::any_of(field.names.begin(), field.names.end(), matches))
-            rows.push_back(Row(field, isDetailed));
+            matching.push_back(&field);
     }
+    return matching;
+}
+
+std::list<std::string> RegisterAccess::Impl::List(const std::string& pattern, bool isDetailed) const {
+    std::list<std::list<std::string>> rows;
+    for (const Register* field : Matching(pattern))
+        rows.push_back(Row(*field, isDetailed));
     if (rows.empty())
         return {"REG: no matching registers"};
     rows.push_front(isDetailed ? std::list<std::string>{"name", "address", "bits", "value", "aliases"}

@@ -148,6 +148,8 @@ TEST_F(RegisterAccessTest, ListsFieldsInOrderOfConfiguration) {
                                        "spare         a2        "));
     EXPECT_THAT(Run("list go"), ElementsAre("name  address  bits  value  aliases  ",  //
                                             "go    0x1000   3:0                   "));
+    EXPECT_THAT(Run("first"), ElementsAre("name   value  aliases   ",  //
+                                          "alpha  0x1    a, first  "));
     EXPECT_THAT(Run("list A*"), ElementsAre("REG: no matching registers"));
 }
 
