@@ -76,14 +76,16 @@ void Configure(benchmark::State& state) {
             fprintf(file, "field  channel%d.gain  0x%08X  15-8  \"gain of a channel\"\n", i, i * 4);
     fclose(file);
     Registry registry;
+    const int firstFree = dup(STDOUT_FILENO);
     for (auto _ : state) {
         registry.accessors.Configure(path);
         state.PauseTiming();
-        closefrom(3);
+        closefrom(firstFree + 1);
         state.ResumeTiming();
     }
     if (registry.devices[0]->wordCount == 0)
         state.SkipWithError("nothing was configured");
+    close(firstFree);
     unlink(path);
 }
 BENCHMARK(Configure)->Name("console/configure/quarn")->Unit(benchmark::kMillisecond);

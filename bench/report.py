@@ -6,6 +6,7 @@ taken within seconds of each other."""
 import json
 import sys
 
+SETTINGS = ("real_time", "process_time", "manual_time", "iterations:", "min_time:", "repeats:")
 UNITS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 
@@ -18,7 +19,8 @@ def read(path):
             continue
         # Behind the three words stand sizes, and settings such as real_time.
         topic, what, who, *rest = run["run_name"].split("/")
-        what = " ".join([what] + [part for part in rest if part.isdigit() and part not in what])
+        sizes = [part for part in rest if not part.startswith(SETTINGS) and part not in what]
+        what = " ".join([what] + sizes)
         real = "real_time" in rest
         time = run["real_time" if real else "cpu_time"] * UNITS[run["time_unit"]]
         tables.setdefault(f"{topic}: {what}", {})[who] = time
