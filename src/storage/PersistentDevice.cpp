@@ -172,20 +172,17 @@ void PersistentDevice::ScanBlocks() {
     blocksByStamp_.clear();
     newestStamp_ = 0;
     newestBlock_ = 0;
-    {
-        File file(*this, O_RDONLY);
-        if (!file.IsOpen())
-            return Log(__LINE__, "Could not open %s for scanning: %s", path_.c_str(),
-                       ErrnoText(errno).c_str());
-        for (uint64_t block = 0; block < blockCount_; ++block)
-            ScanBlock(file, block);
-    }
+    File file(*this, O_RDONLY);
+    if (!file.IsOpen())
+        return Log(__LINE__, "Could not open %s for scanning: %s", path_.c_str(), ErrnoText(errno).c_str());
+    for (uint64_t block = 0; block < blockCount_; ++block)
+        ScanBlock(file, block);
     if (blocksByStamp_.empty())
         Log(__LINE__, "%s: no blocks", path_.c_str());
     else
         Log(__LINE__, "%s: %zu blocks; stamps range from 0x%lx to 0x%lx", path_.c_str(),
             blocksByStamp_.size(), blocksByStamp_.begin()->first, blocksByStamp_.rbegin()->first);
-    FindNewest();
+    FindNewest(file);
 }
 
 void PersistentDevice::ScanBlock(File& file, uint64_t block) {
@@ -200,11 +197,11 @@ void PersistentDevice::ScanBlock(File& file, uint64_t block) {
     blocksByStamp_.emplace(header.IsValid() ? header.Stamp() : 0, block);
 }
 
-void PersistentDevice::FindNewest() {
+void PersistentDevice::FindNewest(File& file) {
     while (!blocksByStamp_.empty() && blocksByStamp_.rbegin()->first != 0) {
         const auto last = std::prev(blocksByStamp_.end());
         const auto [stamp, block] = *last;
-        if (ReadBlock(block, nullptr, nullptr) == stamp) {
+        if (ReadLogged(block, &file, nullptr, nullptr) == stamp) {
             newestStamp_ = stamp;
             newestBlock_ = block;
             Log(__LINE__, "%s: newest valid data are in block %zu, with stamp 0x%lx", path_.c_str(), block,
@@ -225,8 +222,19 @@ void PersistentDevice::FindNewest() {
 
 uint64_t PersistentDevice::ReadBlock(uint64_t block, std::list<IncomingMessage>* messages,
                                      uint32_t* dataVersion) noexcept {
+    return ReadLogged(block, nullptr, messages, dataVersion);
+}
+
+uint64_t PersistentDevice::ReadLogged(uint64_t block, File* file, std::list<IncomingMessage>* messages,
+                                      uint32_t* dataVersion) noexcept {
     try {
-        return ReadChecked(block, messages, dataVersion);
+        CheckBlockNumber(block);
+        if (file)
+            return ReadChecked(*file, block, messages, dataVersion);
+        File own(*this, O_RDONLY);
+        if (!own.IsOpen())
+            throw MonitorException("open failed: %s", ErrnoText(errno).c_str());
+        return ReadChecked(own, block, messages, dataVersion);
     } catch (const MonitorException& e) {
         Log(__LINE__, "%s: in block %zu: %s", path_.c_str(), block, e.Description().c_str());
     } catch (const std::exception& e) {
@@ -238,17 +246,16 @@ uint64_t PersistentDevice::ReadBlock(uint64_t block, std::list<IncomingMessage>*
     return 0;
 }
 
-uint64_t PersistentDevice::ReadChecked(uint64_t block, std::list<IncomingMessage>* messages,
-                                       uint32_t* dataVersion) {
+void PersistentDevice::CheckBlockNumber(uint64_t block) const {
     // First, because an unblocked file has one block and the range would speak for it.
     if (blockSize_ == 0 && block != 0)
         throw MonitorException("reading block from unblocked file");
     if (block >= blockCount_)
         throw MonitorException("block %zu out of range", block);
+}
 
-    File file(*this, O_RDONLY);
-    if (!file.IsOpen())
-        throw MonitorException("open failed: %s", ErrnoText(errno).c_str());
+uint64_t PersistentDevice::ReadChecked(File& file, uint64_t block, std::list<IncomingMessage>* messages,
+                                       uint32_t* dataVersion) {
     if (!file.SeekTo(block * blockSize_))
         throw MonitorException("seek failed: %s", ErrnoText(errno).c_str());
     const auto read = [&file](const char* what, uint8_t* data, size_t length) {

@@ -54,8 +54,13 @@ private:
     void FindPartition(const std::string& name);
     void FindEEPROM();
     void ScanBlock(File& file, uint64_t block);
-    void FindNewest();
-    uint64_t ReadChecked(uint64_t block, std::list<IncomingMessage>* messages, uint32_t* dataVersion);
+    void FindNewest(File& file);
+    // As ReadBlock(), from the file if one is open already.
+    uint64_t ReadLogged(uint64_t block, File* file, std::list<IncomingMessage>* messages,
+                        uint32_t* dataVersion) noexcept;
+    void CheckBlockNumber(uint64_t block) const;
+    uint64_t ReadChecked(File& file, uint64_t block, std::list<IncomingMessage>* messages,
+                         uint32_t* dataVersion);
     void WriteTo(uint64_t target, const std::vector<uint8_t>& block);
 
     const Type type_;

@@ -136,7 +136,7 @@ TEST(PersistentStorage, HandsOverWhatTheSecondReadGives) {
     storage.AddEEPROM("/e");
     storage.Save(Settings(4).index, 0);
     Settings settings(9);
-    io.Fail(Call::OPEN, EIO, 1, 2);
+    io.Fail(Call::OPEN, EIO, 1, 1);
     EXPECT_TRUE(storage.Load(settings.index, 0));
     EXPECT_EQ(settings.Generation(), 9u);
 }
