@@ -332,8 +332,12 @@ void Unit::Measure() {
     state.temperatureC = static_cast<int16_t>(25 + state.uptimeS % 3);
     state.rssiDBm = state.mute ? -120.0F : -60.0F - static_cast<float>(state.uptimeS % 7);
     state.packetsReceived += 250;
-    for (const uint32_t tag : variables_.TakeChanges())
+    const std::set<uint32_t> measured = variables_.Index().GetNonpersistentTags();
+    for (const uint32_t tag : variables_.TakeChanges()) {
         Tell(tag, nullptr);
+        if (measured.count(tag) == 0)
+            state_.NoteChange();  // set from the console
+    }
 }
 
 void Unit::Tell(uint32_t tag, const Peer* except) {

@@ -52,6 +52,9 @@ public:
     /// Where the time is told; 0 when it is not.
     uint16_t GetClockPort() const { return clock_.GetServerPort(); }
 
+    /// For use under the unit's lock. Peers are told of a change, and it is saved, within a second.
+    quarn::VariableIndex& Variables() { return variables_.Index(); }
+
     bool Initialize() override;
     bool PreWait() override;
     bool Work() override;

@@ -8,6 +8,7 @@
 #include <quarn/Text.h>
 
 #include "common/Endpoint.h"
+#include "unit/Console.h"
 #include "unit/Unit.h"
 
 #include <CLI/CLI.hpp>
@@ -21,12 +22,14 @@
 #include <unistd.h>
 
 #include <memory>
+#include <optional>
 
 namespace {
 
 struct Options {
     unit::UnitOptions unit;
     quarn::DebugOptions debug;
+    std::optional<unit::Endpoint> console;
     std::string logDirectory;
     uint32_t debugLevel = 0;
 };
@@ -46,6 +49,7 @@ int ParseCommandLine(int argc, char** argv, Options& options) {
     std::string clockServer;
     std::string clockClient;
     std::string watchdog;
+    std::string console;
     bool showMasks = false;
     app.add_option("--name", options.unit.name, "The unit's name")->capture_default_str();
     app.add_option("--listen", listen,
@@ -71,6 +75,7 @@ int ParseCommandLine(int argc, char** argv, Options& options) {
     app.add_option("--clock-start", options.unit.clock.startUs,
                    "Microseconds that the unit's clock starts ahead by")
         ->capture_default_str();
+    app.add_option("--console", console, "ADDRESS:PORT or PORT to serve the text console on");
     app.add_option("--watchdog", watchdog, "HOST:PORT of the watchdog service to report to");
     app.add_option("--max-peers", options.unit.maxPeers, "Connections to serve at a time")
         ->capture_default_str();
@@ -101,6 +106,8 @@ int ParseCommandLine(int argc, char** argv, Options& options) {
         options.unit.clock.serve = unit::ParseListener(clockServer);
     if (!clockClient.empty())
         options.unit.clock.follow = unit::ParsePeer(clockClient);
+    if (!console.empty())
+        options.console = unit::ParseListener(console);
     if (!watchdog.empty())
         options.unit.watchdog = unit::ParsePeer(watchdog);
     options.unit.mirrorPatterns.assign(mirror.begin(), mirror.end());
@@ -131,6 +138,12 @@ bool Serve(const Options& options, const sigset_t& endSignals) {
         printf("%s tells the time on %s:%u\n", options.unit.name.c_str(),
                options.unit.clock.serve->address.ToString().c_str(), unit.GetClockPort());
     unit.Start();
+    std::optional<unit::Console> console;
+    if (options.console) {
+        console.emplace(&levels, unit, *options.console);
+        printf("%s has its console on %s:%u\n", options.unit.name.c_str(),
+               options.console->address.ToString().c_str(), console->GetPort());
+    }
     int signal = 0;
     sigwait(&endSignals, &signal);
     const bool toldToEnd = unit.GetStatus() == "running";
