@@ -112,6 +112,8 @@ int main(int argc, char** argv) {
     CLI::App* push = app.add_subcommand("push", "Send a file to the unit");
     push->add_option("FILE", file)->required();
     app.add_subcommand("stats", "Show the unit's statistics");
+    for (CLI::App* command : app.get_subcommands({}))
+        command->add_option("UNIT", unitName, "HOST:PORT of the unit");
     app.failure_message([](const CLI::App*, const CLI::Error& e) {
         return std::string("quarn-ctl: ") + e.what() + " (--help shows what there is)\n";
     });
