@@ -2,10 +2,10 @@
 // word. The registers are memory: what a real one adds is the time of its bus.
 
 #include <quarn/Accessors.h>
-#include <quarn/DeviceIO.h>
 #include <quarn/RegisterAccess.h>
 #include <quarn/Text.h>
 
+#include "ForwardingIO.h"
 #include "PinnedMain.h"
 
 #include <benchmark/benchmark.h>
@@ -20,7 +20,7 @@ constexpr uint32_t kFields = 500;
 constexpr uint64_t kBase = 0xA0000000;
 
 /// The system's devices, with /dev/mem in memory.
-class MemoryIO : public quarn::DeviceIO {
+class MemoryIO : public quarn::bench::ForwardingIO {
 public:
     MemoryIO() : memory_(memfd_create("registers", MFD_CLOEXEC)) {
         if (memory_ < 0 || ftruncate(memory_, int64_t{1} << 33) != 0) {
@@ -31,31 +31,10 @@ public:
     ~MemoryIO() override { close(memory_); }
 
     int32_t Open(const std::string& path, int32_t flags, uint32_t mode) override {
-        return path == "/dev/mem" ? dup(memory_) : system_.Open(path, flags, mode);
+        return path == "/dev/mem" ? dup(memory_) : ForwardingIO::Open(path, flags, mode);
     }
-    int32_t Close(int32_t fd) override { return system_.Close(fd); }
-    ssize_t Read(int32_t fd, void* data, size_t length) override { return system_.Read(fd, data, length); }
-    ssize_t Write(int32_t fd, const void* data, size_t length) override {
-        return system_.Write(fd, data, length);
-    }
-    int64_t Seek(int32_t fd, int64_t offset, int32_t whence) override {
-        return system_.Seek(fd, offset, whence);
-    }
-    int32_t Truncate(int32_t fd, int64_t length) override { return system_.Truncate(fd, length); }
-    int32_t Sync(int32_t fd) override { return system_.Sync(fd); }
-    int32_t IOCtl(int32_t fd, unsigned long request, void* argument) override {
-        return system_.IOCtl(fd, request, argument);
-    }
-    int64_t FileSize(const std::string& path) override { return system_.FileSize(path); }
-    void* Map(size_t length, int32_t protection, int32_t flags, int32_t fd, int64_t offset) override {
-        return system_.Map(length, protection, flags, fd, offset);
-    }
-    int32_t Unmap(void* address, size_t length) override { return system_.Unmap(address, length); }
-    uint32_t Read32(const volatile uint32_t* word) override { return system_.Read32(word); }
-    void Write32(volatile uint32_t* word, uint32_t value) override { system_.Write32(word, value); }
 
 private:
-    quarn::DeviceIO& system_ = quarn::DeviceIO::System();
     const int memory_;
 };
 

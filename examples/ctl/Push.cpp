@@ -18,9 +18,9 @@ using quarn::VariantValue;
 
 namespace {
 
-constexpr uint32_t CHUNK_SIZE = 262144;
-constexpr int ANSWER_MS = 5000;
-constexpr size_t BAR_WIDTH = 30;
+constexpr uint32_t kChunkSize = 262144;
+constexpr int kAnswerMs = 5000;
+constexpr size_t kBarWidth = 30;
 
 std::string BaseName(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
@@ -29,7 +29,7 @@ std::string BaseName(const std::string& path) {
 /// The next sentence of the kind; what else comes is passed over.
 std::unique_ptr<quarn::Sentence> Await(UnitClient& client, SentenceTag kind) {
     for (;;) {
-        std::unique_ptr<quarn::Sentence> sentence = client.Receive(ANSWER_MS);
+        std::unique_ptr<quarn::Sentence> sentence = client.Receive(kAnswerMs);
         if (sentence && sentence->GetDetails().GetTag() == kind)
             return sentence;
     }
@@ -52,9 +52,9 @@ public:
         if (!isTerminal_) {
             printf("%s\n", figures.c_str());
         } else {
-            const auto filled = static_cast<size_t>(fraction * BAR_WIDTH);
+            const auto filled = static_cast<size_t>(fraction * kBarWidth);
             printf("\r[%s%s] %s ", quarn::Chars('#', filled).c_str(),
-                   quarn::Spaces(BAR_WIDTH - filled).c_str(), figures.c_str());
+                   quarn::Spaces(kBarWidth - filled).c_str(), figures.c_str());
         }
         fflush(stdout);
     }
@@ -95,7 +95,7 @@ void Push(UnitClient& client, const Endpoint& unit, const std::string& path) {
     const auto accepted = Await(client, ACCEPTED);
     {
         const quarn::BulkTransferSender sender(nullptr, path, accepted->Word(0).As<uint32_t>(), unit.address,
-                                               accepted->Word(1).As<uint16_t>(), CHUNK_SIZE);
+                                               accepted->Word(1).As<uint16_t>(), kChunkSize);
         Transfer(sender, path);
     }
     if (!Await(client, ARRIVED)->Word(1).As<bool>())

@@ -1,4 +1,4 @@
-/// quarn-ctl: reads, sets and watches the variables of a unit, and sends it files.
+/// quarn-ctl: reads, sets and watches the variables of a unit, sends it files, and talks to its text console.
 
 #include <quarn/MonitorException.h>
 #include <quarn/Sentence.h>
@@ -8,7 +8,9 @@
 #include <quarn/VariableDetails.h>
 
 #include "common/Endpoint.h"
+#include "ctl/Console.h"
 #include "ctl/Push.h"
+#include "ctl/Top.h"
 #include "ctl/UnitClient.h"
 
 #include <CLI/CLI.hpp>
@@ -22,8 +24,8 @@ using quarn::Prettify;
 using quarn::VariantValue;
 using unit::UnitClient;
 
-constexpr uint32_t CONNECT_MS = 2000;
-constexpr int ANSWER_MS = 5000;
+constexpr uint32_t kConnectMs = 2000;
+constexpr int kAnswerMs = 5000;
 
 std::string Text(const quarn::Sentence& sentence, size_t word) {
     return sentence.Word(word).As<std::string>();
@@ -33,7 +35,7 @@ std::string Text(const quarn::Sentence& sentence, size_t word) {
 std::vector<std::unique_ptr<quarn::Sentence>> CollectAnswers(UnitClient& client, unit::SentenceTag kind) {
     std::vector<std::unique_ptr<quarn::Sentence>> answers;
     for (;;) {
-        std::unique_ptr<quarn::Sentence> sentence = client.Receive(ANSWER_MS);
+        std::unique_ptr<quarn::Sentence> sentence = client.Receive(kAnswerMs);
         const uint32_t tag = sentence ? sentence->GetDetails().GetTag() : 0;
         if (tag == unit::DONE)
             return answers;
@@ -90,7 +92,7 @@ void Stats(UnitClient& client) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app("Reads, sets and watches the variables of a unit, and sends it files");
+    CLI::App app("Reads, sets and watches the variables of a unit, sends it files, and talks to its console");
     app.require_subcommand(1);
     std::string unitName = "127.0.0.1:7400";
     std::string pattern;
@@ -114,6 +116,19 @@ int main(int argc, char** argv) {
     app.add_subcommand("stats", "Show the unit's statistics");
     for (CLI::App* command : app.get_subcommands({}))
         command->add_option("UNIT", unitName, "HOST:PORT of the unit");
+    std::string consoleName;
+    std::vector<std::string> lines;
+    CLI::App* console = app.add_subcommand("console", "Talk to the text console of a unit");
+    console->add_option("CONSOLE", consoleName, "HOST:PORT of the console")->required();
+    console->add_option("-c,--command", lines, "Execute this line and end; may be repeated")
+        ->allow_extra_args(false);
+    uint32_t intervalMs = 1000;
+    CLI::App* top = app.add_subcommand("top", "Show what the workers of a unit do, over and over");
+    top->add_option("CONSOLE", consoleName, "HOST:PORT of the unit's text console")->required();
+    top->add_option("--interval", intervalMs, "Milliseconds between looks")
+        ->capture_default_str()
+        ->check(CLI::Range(10, 1000000));
+    top->add_option("--count", count, "End after so many looks")->capture_default_str();
     app.failure_message([](const CLI::App*, const CLI::Error& e) {
         return std::string("quarn-ctl: ") + e.what() + " (--help shows what there is)\n";
     });
@@ -124,8 +139,16 @@ int main(int argc, char** argv) {
     }
 
     try {
+        if (console->parsed()) {
+            unit::RunConsole(unit::ParsePeer(consoleName), lines);
+            return 0;
+        }
+        if (top->parsed()) {
+            unit::ShowTop(unit::ParsePeer(consoleName), intervalMs, count);
+            return 0;
+        }
         const unit::Endpoint endpoint = unit::ParsePeer(unitName);
-        UnitClient client(endpoint, CONNECT_MS);
+        UnitClient client(endpoint, kConnectMs);
         if (get->parsed())
             Get(client, pattern);
         else if (set->parsed())

@@ -4,11 +4,12 @@
 
 namespace unit {
 
-ClockServices::ClockServices(quarn::Debuggable* parent, const ClockOptions& options) {
+ClockServices::ClockServices(quarn::Debuggable* parent, const ClockOptions& options,
+                             const quarn::AllowedPeers& allowed) {
     clock_.SetAdjustment(options.startUs);
     if (options.serve) {
         server_ = std::make_unique<quarn::SyncedClockServer>(parent, options.serve->address,
-                                                             options.serve->port, clock_);
+                                                             options.serve->port, clock_, allowed);
         if (server_->GetPort() == 0)
             throw quarn::MonitorException("Cannot tell the time at %s", options.serve->ToString().c_str());
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <quarn/AllowedPeers.h>
 #include <quarn/MicrosecondClockSoftware.h>
 #include <quarn/SyncedClockClient.h>
 #include <quarn/SyncedClockServer.h>
@@ -25,7 +26,7 @@ struct ClockOptions {
 class ClockServices {
 public:
     /// Throws MonitorException when a service that is wanted cannot be had.
-    ClockServices(quarn::Debuggable* parent, const ClockOptions& options);
+    ClockServices(quarn::Debuggable* parent, const ClockOptions& options, const quarn::AllowedPeers& allowed);
 
     /// How far the unit's clock is ahead of the system's monotonic clock.
     int32_t GetOffsetUs() const { return static_cast<int32_t>(clock_.GetAdjustment()); }

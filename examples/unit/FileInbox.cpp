@@ -9,13 +9,17 @@
 #include <stdio.h>
 #include <string.h>
 
+#include <filesystem>
+
 namespace unit {
 
 using quarn::MonitorException;
 
 namespace {
 
-constexpr size_t MOST_TRANSFERS = 4;
+constexpr size_t kMostTransfers = 4;
+constexpr char kPartExtension[] = ".part";
+constexpr size_t kTokenDigits = 8;
 
 void CheckName(const std::string& name) {
     const bool stays = !name.empty() && name.find('/') == std::string::npos &&
@@ -25,17 +29,39 @@ void CheckName(const std::string& name) {
         throw MonitorException("\"%s\" is not a name for a received file", quarn::Prettify(name).c_str());
 }
 
+/// ".NAME.TOKEN.part"
+bool IsPart(const std::string& name) {
+    const size_t extension = name.rfind(kPartExtension);
+    return name[0] == '.' && extension != std::string::npos &&
+           extension + strlen(kPartExtension) == name.size() && extension > kTokenDigits + 1 &&
+           name[extension - kTokenDigits - 1] == '.' &&
+           name.find_first_not_of("0123456789ABCDEF", extension - kTokenDigits) == extension;
+}
+
 }  // namespace
+
+void FileInbox::RemoveLeftovers() const {
+    std::error_code none;  // a folder that cannot be read is told of when a file comes
+    for (const auto& entry : std::filesystem::directory_iterator(folder_, none)) {
+        if (!IsPart(entry.path().filename().string()) || !std::filesystem::remove(entry.path(), none))
+            continue;
+        if (quarn::DefaultDebug())
+            quarn::DefaultDebug()->Printf(quarn::DEBUG_INFO, __FILE__, __LINE__,
+                                          "Removed the leftover \"%s\"",
+                                          quarn::Prettify(entry.path().string()).c_str());
+    }
+}
 
 FileInbox::Offer FileInbox::Expect(const std::string& peer, const std::string& name) {
     if (folder_.empty())
         throw MonitorException("this unit receives no files");
     CheckName(name);
-    if (transfers_.size() >= MOST_TRANSFERS)
+    if (transfers_.size() >= kMostTransfers)
         throw MonitorException("%zu files are on their way already", transfers_.size());
     const uint32_t token = quarn::GenerateBulkTransferToken();
-    const std::string partPath = folder_ + "/." + name + quarn::Format(".%08X.part", token);
-    auto receiver = std::make_unique<quarn::BulkTransferReceiver>(nullptr, partPath, token, address_, 0);
+    const std::string partPath = folder_ + "/." + name + quarn::Format(".%08X%s", token, kPartExtension);
+    auto receiver =
+        std::make_unique<quarn::BulkTransferReceiver>(nullptr, partPath, token, address_, 0, allowed_);
     const uint16_t port = receiver->GetPort();
     if (port == 0)
         throw MonitorException("\"%s\" cannot be received now", name.c_str());

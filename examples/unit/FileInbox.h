@@ -1,5 +1,6 @@
 #pragma once
 
+#include <quarn/AllowedPeers.h>
 #include <quarn/BulkTransferReceiver.h>
 #include <quarn/IPAddress.h>
 
@@ -25,9 +26,12 @@ public:
         bool complete;
     };
 
-    /// Without a folder every file is refused.
-    FileInbox(const std::string& folder, const quarn::IPAddress& address)
-        : folder_(folder), address_(address) {}
+    /// Without a folder every file is refused. What an earlier unit that was killed left of files under way is
+    /// removed.
+    FileInbox(const std::string& folder, const quarn::IPAddress& address, const quarn::AllowedPeers& allowed)
+        : folder_(folder), address_(address), allowed_(allowed) {
+        RemoveLeftovers();
+    }
 
     /// Waits for the file of this name, whose sender is to use the token and port. Throws MonitorException
     /// with the reason when the name is not one of a file in the folder, or there is no room for another
@@ -45,10 +49,12 @@ private:
         std::unique_ptr<quarn::BulkTransferReceiver> receiver;
     };
 
+    void RemoveLeftovers() const;
     bool Conclude(Transfer& transfer) const;
 
     const std::string folder_;
     const quarn::IPAddress address_;
+    const quarn::AllowedPeers allowed_;
     std::list<Transfer> transfers_;
 };
 

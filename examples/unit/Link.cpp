@@ -8,17 +8,17 @@ namespace unit {
 
 namespace {
 
-constexpr uint64_t FIRST_DELAY_MS = 100;
-constexpr uint64_t LONGEST_DELAY_MS = 5000;
+constexpr uint64_t kFirstDelayMs = 100;
+constexpr uint64_t kLongestDelayMs = 5000;
 // A connection gives up its attempt when it is asked to work after more than 1000 ms.
-constexpr uint64_t ATTEMPT_MS = 1002;
+constexpr uint64_t kAttemptMs = 1002;
 
 }  // namespace
 
 uint64_t Link::Deadline() const {
     if (!peer_)
         return retryTick_;
-    return connected_ ? UINT64_MAX : attemptTick_ + ATTEMPT_MS * 1000;
+    return connected_ ? UINT64_MAX : attemptTick_ + kAttemptMs * 1000;
 }
 
 std::unique_ptr<Peer> Link::TryConnect() {
@@ -44,7 +44,7 @@ void Link::Connected() {
 void Link::Disconnected() {
     peer_ = nullptr;
     connected_ = false;
-    delayMs_ = std::clamp(delayMs_ * 2, FIRST_DELAY_MS, LONGEST_DELAY_MS);
+    delayMs_ = std::clamp(delayMs_ * 2, kFirstDelayMs, kLongestDelayMs);
     retryTick_ = quarn::Tick() + delayMs_ * 1000;
 }
 

@@ -21,9 +21,14 @@ int Peer::WantedFlags() {
 }
 
 std::string Peer::Statistics() {
-    return quarn::Format("Peer \"%s\": %s, %zu variables subscribed, %lu messages received, %lu sent",
-                         Name().c_str(), IsConnected() ? "connected" : "connecting", tags_.size(),
-                         terminal_.GetReceivedMessageCount(), terminal_.GetTransmittedMessageCount());
+    size_t toDecode = 0;
+    size_t toSend = 0;
+    terminal_.GetBacklogs(&toDecode, &toSend);
+    return quarn::Format(
+        "Peer \"%s\": %s, %zu variables subscribed, %lu messages received, %lu sent, backlogs %zu and %zu "
+        "bytes",
+        Name().c_str(), IsConnected() ? "connected" : "connecting", tags_.size(),
+        terminal_.GetReceivedMessageCount(), terminal_.GetTransmittedMessageCount(), toDecode, toSend);
 }
 
 }  // namespace unit

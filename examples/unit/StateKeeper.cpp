@@ -9,7 +9,7 @@ namespace unit {
 namespace {
 
 // What a storage block needs beside the messages: header, trailer and padding.
-constexpr size_t BLOCK_OVERHEAD = 24 + 8 + 3;
+constexpr size_t kBlockOverhead = 24 + 8 + 3;
 
 bool TakePrefix(std::string& text, const std::string& prefix) {
     if (text.compare(0, prefix.size(), prefix) != 0)
@@ -20,10 +20,10 @@ bool TakePrefix(std::string& text, const std::string& prefix) {
 
 }  // namespace
 
-StateKeeper::StateKeeper(const StateOptions& options, quarn::VariableIndex& index)
+StateKeeper::StateKeeper(const StateOptions& options, quarn::VariableIndex& index, quarn::DeviceIO& io)
     : options_(options),
       index_(index),
-      storage_("state", options.blockSize, options.dataVersion),
+      storage_("state", options.blockSize, options.dataVersion, io),
       isKept_(!options.devices.empty()) {
     for (const std::string& device : options.devices)
         Add(device);
@@ -48,7 +48,7 @@ void StateKeeper::Add(const std::string& device) {
 }
 
 void StateKeeper::WarnIfTooLarge() const {
-    size_t size = BLOCK_OVERHEAD;
+    size_t size = kBlockOverhead;
     const std::set<uint32_t> skipped = index_.GetNonpersistentTags();
     for (const quarn::OutgoingMessage& message : index_.CreateOutgoingMessages(0))
         if (skipped.count(message.GetTag()) == 0)

@@ -22,7 +22,7 @@ struct StateOptions {
 class StateKeeper {
 public:
     /// Adds the devices and loads what they hold. Throws MonitorException for a device that cannot be had.
-    StateKeeper(const StateOptions& options, quarn::VariableIndex& index);
+    StateKeeper(const StateOptions& options, quarn::VariableIndex& index, quarn::DeviceIO& io);
 
     /// A persistent variable has changed; it is saved as soon as the interval allows.
     void NoteChange() { changed_ = isKept_; }

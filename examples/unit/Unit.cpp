@@ -5,11 +5,13 @@
 #include <quarn/MonitorException.h>
 #include <quarn/Sentence.h>
 #include <quarn/SentenceDetails.h>
+#include <quarn/SocketUtilities.h>
 #include <quarn/TagDetails.h>
 #include <quarn/Text.h>
 #include <quarn/VariableDetails.h>
 #include <quarn/VariantValue.h>
 
+#include <malloc.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -23,29 +25,39 @@ using quarn::VariantValue;
 
 namespace {
 
-constexpr uint64_t SECOND_US = 1000000;
-constexpr uint64_t ARRIVAL_CHECK_US = 20000;
+constexpr uint64_t kSecondUs = 1000000;
+constexpr uint64_t kArrivalCheckUs = 20000;
+constexpr uint32_t kSilenceLimitS = 10;
+constexpr int kMostAccepted = 16;  // in one cycle: however many come, the peers have their turn
 
 int64_t WallClockUs() {
     timeval now{};
     gettimeofday(&now, nullptr);
-    return now.tv_sec * static_cast<int64_t>(SECOND_US) + now.tv_usec;
+    return now.tv_sec * static_cast<int64_t>(kSecondUs) + now.tv_usec;
+}
+
+void GiveMemoryBack() {
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
 }
 
 }  // namespace
 
-Unit::Unit(quarn::Debuggable* parent, const UnitOptions& options, std::function<void()> ended)
+Unit::Unit(quarn::Debuggable* parent, const UnitOptions& options, quarn::DeviceIO& io,
+           std::function<void()> ended)
     : Worker(parent, options.name),
       options_(options),
       ended_(std::move(ended)),
-      state_(options.state, variables_.Index()),
-      clock_(parent, options.clock),
-      inbox_(options.inbox, options.listen.address),
+      state_(options.state, variables_.Index(), io),
+      clock_(parent, options.clock, options.allowed),
+      inbox_(options.inbox, options.listen.address, options.allowed),
       watchdog_(options.watchdog, options.name),
       listener_(options.listen.address, options.listen.port),
       links_(options.links.begin(), options.links.end()),
       startTick_(quarn::Tick()),
-      nextSecondTick_(startTick_ + SECOND_US) {
+      nextSecondTick_(startTick_ + kSecondUs) {
+    listener_.SetAllowedPeers(options.allowed);
     if (options.state.devices.empty())
         variables_.State().name = options.name;
     variables_.State().clockOffsetUs = clock_.GetOffsetUs();
@@ -71,7 +83,7 @@ bool Unit::PreWait() {
     for (const Link& link : links_)
         deadline = std::min(deadline, link.Deadline());
     if (inbox_.IsBusy())
-        deadline = std::min(deadline, now + ARRIVAL_CHECK_US);
+        deadline = std::min(deadline, now + kArrivalCheckUs);
     SetPollInterval(deadline <= now ? 0 : static_cast<int>((deadline - now) / 1000 + 1));
     return true;
 }
@@ -105,7 +117,10 @@ bool Unit::IsReady(int fd) {
 
 void Unit::AcceptPeers() {
     try {
-        while (auto connection = std::unique_ptr<quarn::TCPConnection>(listener_.Accept("peer $peer$"))) {
+        for (int accepted = 0; accepted < kMostAccepted; ++accepted) {
+            std::unique_ptr<quarn::TCPConnection> connection(listener_.Accept("peer $peer$"));
+            if (!connection)
+                break;
             if (peers_.size() < options_.maxPeers + links_.size())
                 AddPeer(std::make_unique<Peer>(std::move(connection), false));
             else if (DefaultDebug())
@@ -146,6 +161,7 @@ void Unit::ConnectLinks() {
 }
 
 void Unit::AddPeer(std::unique_ptr<Peer> peer) {
+    quarn::SocketUtilities::SetSilenceLimit(peer->Socket(), kSilenceLimitS);
     peers_.push_back(std::move(peer));
     Watch(*peers_.back());
 }
@@ -155,6 +171,7 @@ Unit::Peers::iterator Unit::DropPeer(Peers::iterator peer) {
         DefaultDebug()->Printf(quarn::DEBUG_INFO, __FILE__, __LINE__, "Closing \"%s\"",
                                (*peer)->Name().c_str());
     RemoveWaitableFileDescriptor((*peer)->Socket());
+    hasDropped_ = true;
     for (Link& link : links_)
         if (link.Owns(**peer))
             link.Disconnected();
@@ -323,10 +340,13 @@ void Unit::Say(Peer& peer, SentenceTag tag, const std::vector<VariantValue>& wor
 }
 
 void Unit::Measure() {
-    nextSecondTick_ += SECOND_US;
+    nextSecondTick_ += kSecondUs;
     SetListening(true);
+    if (hasDropped_)
+        GiveMemoryBack();  // or what hundreds of hostile peers made it hold would stay with the process
+    hasDropped_ = false;
     ReceiverState& state = variables_.State();
-    state.uptimeS = static_cast<uint32_t>((quarn::Tick() - startTick_) / SECOND_US);
+    state.uptimeS = static_cast<uint32_t>((quarn::Tick() - startTick_) / kSecondUs);
     state.utcUs = WallClockUs();
     state.clockOffsetUs = clock_.GetOffsetUs();
     state.temperatureC = static_cast<int16_t>(25 + state.uptimeS % 3);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <quarn/AllowedPeers.h>
 #include <quarn/Debuggable.h>
+#include <quarn/DeviceIO.h>
 #include <quarn/IncomingMessage.h>
 #include <quarn/TCPListener.h>
 #include <quarn/Worker.h>
@@ -33,6 +35,7 @@ struct UnitOptions {
     ClockOptions clock;
     std::optional<Endpoint> watchdog;  ///< the service to report to
     std::string inbox;                 ///< folder for files from peers; none are taken when empty
+    quarn::AllowedPeers allowed;       ///< whom to accept
     size_t maxPeers = 64;              ///< accepted connections at a time; more are turned away
 };
 
@@ -45,9 +48,10 @@ class Unit final : public quarn::Worker {
 public:
     /// Loads the saved variables, starts the services and listens at once, so that what cannot be had is known
     /// before there is a thread: throws MonitorException.
-    /// `ended` is called on the worker's thread when it ends, for whatever reason. Stop() the worker before
-    /// it is destroyed.
-    Unit(quarn::Debuggable* parent, const UnitOptions& options, std::function<void()> ended);
+    /// `io` is where the settings' devices are. `ended` is called on the worker's thread when it ends, for
+    /// whatever reason. Stop() the worker before it is destroyed.
+    Unit(quarn::Debuggable* parent, const UnitOptions& options, quarn::DeviceIO& io,
+         std::function<void()> ended);
     uint16_t GetPort() const { return listener_.GetPort(); }
     /// Where the time is told; 0 when it is not.
     uint16_t GetClockPort() const { return clock_.GetServerPort(); }
@@ -100,6 +104,7 @@ private:
     Watchdog watchdog_;
     quarn::TCPListener listener_;
     bool listening_ = false;
+    bool hasDropped_ = false;
     std::vector<Link> links_;
     Peers peers_;
     quarn::IncomingMessage received_;

@@ -8,15 +8,15 @@ namespace unit {
 
 namespace {
 
-constexpr uint64_t PASS_US = 60000;  // a proxy skips passes within 50 ms
-constexpr uint64_t RETRY_US = 1000000;
+constexpr uint64_t kPassUs = 60000;  // a proxy skips passes within 50 ms
+constexpr uint64_t kRetryUs = 1000000;
 
 }  // namespace
 
 void Watchdog::Work() {
     if (quarn::Tick() < Deadline())
         return;
-    nextTick_ = quarn::Tick() + PASS_US;
+    nextTick_ = quarn::Tick() + kPassUs;
     try {
         if (!proxy_)
             proxy_ = std::make_unique<quarn::WatchdogProxy>(service_->address, service_->port, name_);
@@ -29,7 +29,7 @@ void Watchdog::Work() {
                                           "Cannot report to the watchdog: %s", e.Description().c_str());
     }
     proxy_.reset();
-    nextTick_ = quarn::Tick() + RETRY_US;
+    nextTick_ = quarn::Tick() + kRetryUs;
 }
 
 }  // namespace unit

@@ -8,7 +8,8 @@
 #include <quarn/Text.h>
 
 #include "common/Endpoint.h"
-#include "unit/Console.h"
+#include "unit/Board.h"
+#include "unit/Devices.h"
 #include "unit/Unit.h"
 
 #include <CLI/CLI.hpp>
@@ -28,8 +29,9 @@ namespace {
 
 struct Options {
     unit::UnitOptions unit;
+    unit::DeviceOptions devices;
+    std::string board = "simulated";
     quarn::DebugOptions debug;
-    std::optional<unit::Endpoint> console;
     std::string logDirectory;
     uint32_t debugLevel = 0;
 };
@@ -49,7 +51,10 @@ int ParseCommandLine(int argc, char** argv, Options& options) {
     std::string clockServer;
     std::string clockClient;
     std::string watchdog;
+    std::vector<std::string> allowed;
     std::string console;
+    std::string gpioServer;
+    std::string gpioClient;
     bool showMasks = false;
     app.add_option("--name", options.unit.name, "The unit's name")->capture_default_str();
     app.add_option("--listen", listen,
@@ -75,8 +80,17 @@ int ParseCommandLine(int argc, char** argv, Options& options) {
     app.add_option("--clock-start", options.unit.clock.startUs,
                    "Microseconds that the unit's clock starts ahead by")
         ->capture_default_str();
+    app.add_option("--board", options.board,
+                   "Where the devices are: \"simulated\", \"simulated:FILE\" (a description) or \"system\"")
+        ->capture_default_str();
+    app.add_option("--config", options.devices.configuration, "File that names the board's devices");
+    app.add_option("--gpio-server", gpioServer, "ADDRESS:PORT or PORT to serve the GPIO signals on");
+    app.add_option("--gpio-client", gpioClient,
+                   "HOST:PORT of the unit whose GPIO signals to use, instead of the board's own");
     app.add_option("--console", console, "ADDRESS:PORT or PORT to serve the text console on");
     app.add_option("--watchdog", watchdog, "HOST:PORT of the watchdog service to report to");
+    app.add_option("--allow", allowed,
+                   "ADDRESS or ADDRESS/PREFIX of peers to serve, and nobody else; may be repeated");
     app.add_option("--max-peers", options.unit.maxPeers, "Connections to serve at a time")
         ->capture_default_str();
     app.add_option("--console-mask", consoleMask, "Debug categories for the console")->capture_default_str();
@@ -107,9 +121,16 @@ int ParseCommandLine(int argc, char** argv, Options& options) {
     if (!clockClient.empty())
         options.unit.clock.follow = unit::ParsePeer(clockClient);
     if (!console.empty())
-        options.console = unit::ParseListener(console);
+        options.devices.console = unit::ParseListener(console);
+    if (!gpioServer.empty())
+        options.devices.gpioServer = unit::ParseListener(gpioServer);
+    if (!gpioClient.empty())
+        options.devices.gpioClient = unit::ParsePeer(gpioClient);
     if (!watchdog.empty())
         options.unit.watchdog = unit::ParsePeer(watchdog);
+    for (const std::string& network : allowed)
+        options.unit.allowed.Add(network);
+    options.devices.allowed = options.unit.allowed;
     options.unit.mirrorPatterns.assign(mirror.begin(), mirror.end());
     options.debug.consoleMask = ParseMask(consoleMask);
     options.debug.logMask = ParseMask(logMask);
@@ -127,28 +148,38 @@ std::unique_ptr<quarn::Logger> OpenLog(const std::string& directory) {
     return std::make_unique<quarn::Logger>(options);
 }
 
+/// A worker that runs from construction to destruction.
+struct RunningWorker {
+    explicit RunningWorker(quarn::Worker& started) : worker(started) { worker.Start(); }
+    ~RunningWorker() { worker.Stop(); }
+
+    quarn::Worker& worker;
+};
+
+void SayWhere(const std::string& what, const unit::Endpoint& listener, uint16_t port) {
+    printf("%s on %s:%u\n", what.c_str(), listener.address.ToString().c_str(), port);
+}
+
 /// Serves until the process is told to end (true) or the worker has ended by itself (false).
 bool Serve(const Options& options, const sigset_t& endSignals) {
     quarn::Debuggable levels(nullptr);
     levels.SetDebugLevel(options.debugLevel);
-    unit::Unit unit(&levels, options.unit, [] { kill(getpid(), SIGTERM); });
-    printf("%s listens on %s:%u\n", options.unit.name.c_str(), options.unit.listen.address.ToString().c_str(),
-           unit.GetPort());
-    if (unit.GetClockPort() != 0)
-        printf("%s tells the time on %s:%u\n", options.unit.name.c_str(),
-               options.unit.clock.serve->address.ToString().c_str(), unit.GetClockPort());
-    unit.Start();
-    std::optional<unit::Console> console;
-    if (options.console) {
-        console.emplace(&levels, unit, *options.console);
-        printf("%s has its console on %s:%u\n", options.unit.name.c_str(),
-               options.console->address.ToString().c_str(), console->GetPort());
-    }
+    unit::Board board(options.board);
+    const std::string& name = options.unit.name;
+    unit::Unit unit(&levels, options.unit, board.IO(), [] { kill(getpid(), SIGTERM); });
+    SayWhere(name + " listens", options.unit.listen, unit.GetPort());
+    if (options.unit.clock.serve)
+        SayWhere(name + " tells the time", *options.unit.clock.serve, unit.GetClockPort());
+    const RunningWorker running(unit);
+    unit::Devices devices(&levels, board, unit, options.devices);
+    if (options.devices.console)
+        SayWhere(name + " has its console", *options.devices.console, devices.GetConsolePort());
+    if (options.devices.gpioServer)
+        SayWhere(name + " serves its GPIO signals", *options.devices.gpioServer, devices.GetGPIOPort());
+    printf("%s is ready\n", name.c_str());
     int signal = 0;
     sigwait(&endSignals, &signal);
-    const bool toldToEnd = unit.GetStatus() == "running";
-    unit.Stop();
-    return toldToEnd;
+    return unit.GetStatus() == "running";
 }
 
 }  // namespace

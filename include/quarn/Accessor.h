@@ -30,6 +30,8 @@
 /// ("FAN: ..."). The registry calls the overrides one at a time, on whichever thread it is used by; an
 /// accessor that other threads use as well guards its device itself.
 
+#include <quarn/Attributes.h>
+
 #include <list>
 #include <set>
 #include <string>
@@ -37,7 +39,7 @@
 
 namespace quarn {
 
-class Accessor {
+class QUARN_API Accessor {
 public:
     Accessor() = default;
     Accessor(const Accessor&) = delete;

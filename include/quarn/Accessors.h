@@ -19,6 +19,8 @@
 /// a ConsoleServer. Code that calls Execute() does not hold the lock of a worker, since accessors take those
 /// that they need.
 
+#include <quarn/Attributes.h>
+
 #include <list>
 #include <memory>
 #include <string>
@@ -27,7 +29,7 @@ namespace quarn {
 
 class Accessor;
 
-class Accessors {
+class QUARN_API Accessors {
 public:
     Accessors();
     ~Accessors();

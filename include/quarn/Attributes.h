@@ -10,6 +10,10 @@
 /// Marks a function that takes its arguments as a va_list.
 #define QUARN_VPRINTF(formatPosition) __attribute__((format(printf, formatPosition, 0)))
 
+/// Marks a class or function as part of the library's interface: it can be reached from outside the shared library, in
+/// which all else is hidden.
+#define QUARN_API __attribute__((visibility("default")))
+
 namespace quarn {
 
 // long carries int64_t in this library's interfaces and in its printf conversions.

@@ -12,6 +12,8 @@
 ///
 /// Fails only for want of memory. Not locked: one thread at a time.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -20,7 +22,7 @@
 
 namespace quarn {
 
-class BufferChain {
+class QUARN_API BufferChain {
 public:
     /// Appends a copy of the bytes.
     void Write(const std::vector<uint8_t>& bytes);

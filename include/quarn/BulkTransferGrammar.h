@@ -5,6 +5,7 @@
 ///
 ///     const uint32_t token = quarn::GenerateBulkTransferToken();
 
+#include <quarn/Attributes.h>
 #include <quarn/SentenceGrammar.h>
 
 #include <stdint.h>
@@ -13,7 +14,7 @@ namespace quarn {
 
 /// The grammar "bulk": "btx-init" (token, total bytes), "btx-part" (offset of the first byte, data) and
 /// "btx-ack" (total bytes received).
-class BulkTransferGrammar : public SentenceGrammar {
+class QUARN_API BulkTransferGrammar : public SentenceGrammar {
 public:
     static constexpr uint32_t INIT = 0xBB01;
     static constexpr uint32_t PART = 0xBB02;
@@ -24,6 +25,6 @@ public:
 
 /// A fresh token: what rand() returns, so the process seeds that. A token identifies a transfer and protects
 /// nothing.
-uint32_t GenerateBulkTransferToken();
+QUARN_API uint32_t GenerateBulkTransferToken();
 
 }  // namespace quarn

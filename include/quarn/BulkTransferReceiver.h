@@ -15,6 +15,8 @@
 ///
 /// At debug level 1 the progress is printed, at level 2 every message.
 
+#include <quarn/AllowedPeers.h>
+#include <quarn/Attributes.h>
 #include <quarn/BulkTransferStatus.h>
 #include <quarn/Debuggable.h>
 #include <quarn/IPAddress.h>
@@ -27,14 +29,14 @@
 
 namespace quarn {
 
-class BulkTransferReceiver : public Debuggable {
+class QUARN_API BulkTransferReceiver : public Debuggable {
 public:
     /// Waits for one sender at the address (0.0.0.0 for every interface) and port (0 for one that the system
-    /// chooses). Returns when it listens or cannot. A null parent gives the transfer a debug level of its
+    /// chooses); others than those allowed are turned away, which is printed. Returns when it listens or cannot. A null parent gives the transfer a debug level of its
     /// own; the parent must outlive it. Throws MonitorException as Worker::Start() does; every other failure
     /// is printed with mask ERR and shows in GetStatus().
     BulkTransferReceiver(Debuggable* parent, const std::string& path, uint32_t token,
-                         const IPAddress& listenAddress, uint16_t port);
+                         const IPAddress& listenAddress, uint16_t port, const AllowedPeers& allowed = {});
     /// Ends the transfer and deletes the file unless it had succeeded. When its thread does not stop within a
     /// second, that is printed with mask ERR, and the thread is left to itself.
     ~BulkTransferReceiver() override;

@@ -13,6 +13,7 @@
 ///
 /// At debug level 1 the progress is printed, at level 2 every message.
 
+#include <quarn/Attributes.h>
 #include <quarn/BulkTransferStatus.h>
 #include <quarn/Debuggable.h>
 #include <quarn/IPAddress.h>
@@ -25,7 +26,7 @@
 
 namespace quarn {
 
-class BulkTransferSender : public Debuggable {
+class QUARN_API BulkTransferSender : public Debuggable {
 public:
     /// Begins the transfer of the file to the receiver's address and port. `chunkSize` is in bytes, 1 to
     /// 1048529, so that a message of one chunk fits the backlogs. A file of 4 GiB or more, or one that

@@ -6,12 +6,14 @@
 ///     if (sum != stored)
 ///         throw quarn::MonitorException("bad checksum 0x%04X", sum);
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
 namespace quarn {
 
-class CRC16 {
+class QUARN_API CRC16 {
 public:
     /// The register after `length` bytes, starting at the seed. With seed 0 this is CRC-16/KERMIT: reflected
     /// polynomial 0x1021, no final XOR, 0x2189 for "123456789". The result of one call as the seed of the

@@ -6,12 +6,14 @@
 ///     if (sum != stored)
 ///         throw quarn::MonitorException("bad checksum 0x%08X", sum);
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
 namespace quarn {
 
-class CRC32 {
+class QUARN_API CRC32 {
 public:
     /// The register after `length` bytes, starting at the complement of the seed and deliberately without a
     /// final complement. With seed 0 this is CRC-32/JAMCRC: reflected polynomial 0x04C11DB7, 0x340BC6D9 for

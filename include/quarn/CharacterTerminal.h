@@ -15,6 +15,8 @@
 /// ERR. Not locked: the owning worker calls Work() and Get(); other threads call Put() under that worker's
 /// lock, then wake it.
 
+#include <quarn/Attributes.h>
+
 #include <sys/select.h>
 
 #include <memory>
@@ -24,7 +26,7 @@ namespace quarn {
 
 class TCPConnection;
 
-class CharacterTerminal {
+class QUARN_API CharacterTerminal {
 public:
     /// The connection must outlive the terminal.
     explicit CharacterTerminal(TCPConnection& connection);

@@ -18,6 +18,8 @@
 /// of the destructor nobody else may use the registry. The server's own lock is not held meanwhile, which is
 /// why a line may list all workers, this one included. Other clients wait for as long as a line takes.
 
+#include <quarn/AllowedPeers.h>
+#include <quarn/Attributes.h>
 #include <quarn/Debuggable.h>
 #include <quarn/IPAddress.h>
 
@@ -31,13 +33,14 @@ namespace quarn {
 
 class Accessors;
 
-class ConsoleServer : public Debuggable {
+class QUARN_API ConsoleServer : public Debuggable {
 public:
     /// Listens and starts. `address` is one for ParseIPListenerAddress(): empty for this machine only, "*"
     /// for every interface. Port 0 lets the system choose. The registry and its accessors must outlive the
-    /// server. At debug level 1 the coming and going of clients is printed, at level 2 every line. Throws
+    /// server. Others than those allowed are turned away, which is printed. At debug level 1 the coming and going of clients is printed, at level 2 every line. Throws
     /// what ParseIPListenerAddress(), TCPListener and Worker::Start() throw.
-    ConsoleServer(Debuggable* parent, const std::string& address, uint16_t port, Accessors& accessors);
+    ConsoleServer(Debuggable* parent, const std::string& address, uint16_t port, Accessors& accessors,
+                  const AllowedPeers& allowed = {});
     /// Waits at most 1000 ms for the line being executed. One that takes longer is printed with mask ERR and
     /// leaves the worker behind, which then goes on using the registry.
     ~ConsoleServer() override;

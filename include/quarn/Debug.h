@@ -46,13 +46,14 @@ enum DebugMask : uint32_t {
     DEBUG_DESK = 0x00002000,
 };
 
-struct DebugOptions {
+/// Where messages go, and in which form; each mask is of DebugMask bits.
+struct QUARN_API DebugOptions {
     uint32_t consoleMask = DEBUG_ERR | DEBUG_WARN;  ///< categories printed to standard output
     uint32_t logMask = DEBUG_ERR | DEBUG_WARN;      ///< categories passed to the logger
     bool showSourceLocation = false;                ///< prefix each line with source file and line
 };
 
-class Debug {
+class QUARN_API Debug {
 public:
     /// Copies the options. The logger may be null; it is not owned and must outlive this object.
     Debug(const DebugOptions& options, Logger* logger);

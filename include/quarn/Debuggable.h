@@ -9,13 +9,15 @@
 ///     Service service(nullptr);
 ///     service.SetDebugLevel(1);
 
+#include <quarn/Attributes.h>
+
 #include <stdint.h>
 
 #include <atomic>
 
 namespace quarn {
 
-class Debuggable {
+class QUARN_API Debuggable {
 public:
     /// With a null parent the object has a level of its own, 0 at first; otherwise it reads and writes its
     /// parent's, which must outlive it.

@@ -18,6 +18,8 @@
 /// repeated or completed on the caller's behalf. What a call may be made on, and from which threads, is up to
 /// the device behind it; the real one takes calls from any thread.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 #include <sys/types.h>
@@ -26,7 +28,7 @@
 
 namespace quarn {
 
-class DeviceIO {
+class QUARN_API DeviceIO {
 public:
     /// The real devices. Lives as long as the process.
     static DeviceIO& System();

@@ -12,13 +12,15 @@
 /// Every function throws MonitorException, with the path and the system's error text, when it cannot do all
 /// of its work. All are reentrant.
 
+#include <quarn/Attributes.h>
+
 #include <stdint.h>
 
 #include <string>
 
 namespace quarn {
 
-class FileUtilities {
+class QUARN_API FileUtilities {
 public:
     /// Deletes a directory and all it contains. Symbolic links inside are deleted, not followed; one in the
     /// place of the directory itself is refused. Throws "Could not remove \"...\": ..." with the path of the

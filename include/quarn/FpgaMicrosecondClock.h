@@ -16,6 +16,7 @@
 /// the same time one wins. Nothing here throws once the clock is made, but for Execute().
 
 #include <quarn/Accessor.h>
+#include <quarn/Attributes.h>
 #include <quarn/DeviceIO.h>
 #include <quarn/SettableMicrosecondClock.h>
 
@@ -29,7 +30,7 @@
 
 namespace quarn {
 
-class FpgaMicrosecondClock final : public Accessor, public SettableMicrosecondClock {
+class QUARN_API FpgaMicrosecondClock final : public Accessor, public SettableMicrosecondClock {
 public:
     /// Maps the register, whose physical address is a multiple of 4. The DeviceIO must outlive the clock.
     /// Throws what MemoryMapping does.

@@ -10,6 +10,8 @@
 ///         puts(e.Description().c_str());  // 10.0.0.300 is not a valid IP address
 ///     }
 
+#include <quarn/Attributes.h>
+
 #include <netinet/in.h>
 #include <stdint.h>
 
@@ -17,7 +19,7 @@
 
 namespace quarn {
 
-class IPAddress {
+class QUARN_API IPAddress {
 public:
     /// 0.0.0.0
     constexpr IPAddress() = default;

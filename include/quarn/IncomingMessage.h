@@ -16,6 +16,8 @@
 /// A value, used by one thread at a time. An object that is used again for the next message reuses its
 /// memory.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -32,7 +34,7 @@ class VariableDictionary;
 class VariableIndex;
 struct CheckedMessage;
 
-class IncomingMessage {
+class QUARN_API IncomingMessage {
 public:
     /// An empty object: no message, with tag and stream 0.
     IncomingMessage() = default;

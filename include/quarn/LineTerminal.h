@@ -15,6 +15,8 @@
 /// ERR. Not locked: the owning worker calls Work() and Get(); other threads call Put() under that worker's
 /// lock, then wake it.
 
+#include <quarn/Attributes.h>
+
 #include <stdint.h>
 #include <sys/select.h>
 
@@ -25,7 +27,7 @@ namespace quarn {
 
 class TCPConnection;
 
-class LineTerminal {
+class QUARN_API LineTerminal {
 public:
     /// The connection must outlive the terminal.
     explicit LineTerminal(TCPConnection& connection);

@@ -12,6 +12,8 @@
 /// All functions are reentrant. A tick is a count of microseconds of the monotonic clock; 0 means that there
 /// is no time stamp.
 
+#include <quarn/Attributes.h>
+
 #include <stdint.h>
 #include <time.h>
 
@@ -19,35 +21,35 @@ namespace quarn {
 
 /// Now, in microseconds of CLOCK_MONOTONIC; never 0. Throws MonitorException "clock_gettime(CLOCK_MONOTONIC)
 /// failed: ..." when the clock cannot be read.
-uint64_t Tick();
+QUARN_API uint64_t Tick();
 
 /// Whole milliseconds from the tick to now. Throws MonitorException "Calling MillisecondsSince with an
 /// uninitialized tick value" for 0, and as Tick() does.
-uint64_t MillisecondsSince(uint64_t tick);
+QUARN_API uint64_t MillisecondsSince(uint64_t tick);
 
 /// The same time with tv_nsec in 0 to 999999999.
-timespec timespec_normalize(timespec time);
+QUARN_API timespec timespec_normalize(timespec time);
 
 /// The sum, normalised.
-timespec timespec_add(timespec a, timespec b);
+QUARN_API timespec timespec_add(timespec a, timespec b);
 
 /// The monotonic clock's time plus a delay in microseconds of which only whole seconds count as such: the
 /// rest modulo 1000 is added as nanoseconds. That is deliberate and kept; measure short delays with Tick().
 /// Throws as Tick() does.
-timespec FutureTimespec(uint64_t delay);
+QUARN_API timespec FutureTimespec(uint64_t delay);
 
 /// Seconds since the epoch shifted by minutes east of UTC (the product is computed in 32 bits).
-time_t UTCToLocalTime(time_t utc, int32_t offsetMinutes);
-time_t LocalTimeToUTC(time_t local, int32_t offsetMinutes);
+QUARN_API time_t UTCToLocalTime(time_t utc, int32_t offsetMinutes);
+QUARN_API time_t LocalTimeToUTC(time_t local, int32_t offsetMinutes);
 /// The local time now.
-time_t LocalTime(int32_t offsetMinutes);
+QUARN_API time_t LocalTime(int32_t offsetMinutes);
 
 /// Whether the time is late enough (after 1999-12-25 00:00:00 UTC) to come from a clock that has been set.
-bool IsUTCTimeValid(time_t utc);
+QUARN_API bool IsUTCTimeValid(time_t utc);
 
 /// Sets CLOCK_REALTIME to whole seconds unless it lies within one second of them already. Returns true when
 /// the clock is right, false when it could not be set; both are printed through the default Debug with mask
 /// ERR. Needs the right to set the clock.
-bool UpdateSystemUTC(time_t utc);
+QUARN_API bool UpdateSystemUTC(time_t utc);
 
 }  // namespace quarn

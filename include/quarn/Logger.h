@@ -18,6 +18,8 @@
 /// are renamed to count from 1. Regular files whose names fit are log files and directories whose names fit
 /// are snapshots, whoever made them; everything else in the directory is left alone.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -26,7 +28,8 @@
 
 namespace quarn {
 
-struct LoggerOptions {
+/// Where a logger writes and how much it keeps.
+struct QUARN_API LoggerOptions {
     std::string directory;               ///< must exist; empty means "./"; a "/" is appended when missing
     std::string suffix = ".txt";         ///< ending of every log file's name
     std::string startMarker = "-start";  ///< before the suffix of the first file of each logger
@@ -37,7 +40,7 @@ struct LoggerOptions {
 };
 
 /// The name and place of one log file, such as 01-start.txt or 02.txt. The options are valid ones.
-class LogFileInfo {
+class QUARN_API LogFileInfo {
 public:
     LogFileInfo(const LoggerOptions& options, uint32_t index, bool start);
     /// Parses a directory entry's name. The index is 0 when it is not a log file's name; no log file has the
@@ -61,7 +64,7 @@ private:
 };
 
 /// The name and place of one snapshot directory, such as snapshot-01. The options are valid ones.
-class SnapshotInfo {
+class QUARN_API SnapshotInfo {
 public:
     SnapshotInfo(const LoggerOptions& options, uint32_t index);
     /// Parses a directory entry's name. The index is 0 when it is not a snapshot's name.
@@ -81,7 +84,7 @@ private:
 };
 
 /// Any thread may write and take snapshots. Nothing is written but what Write() is given.
-class Logger {
+class QUARN_API Logger {
 public:
     /// Begins a new log file whose name carries the start marker, and makes room for it. That it could not
     /// be opened is no exception but shows in IsGood(). Throws MonitorException "Logger must use between 1

@@ -12,23 +12,25 @@
 /// variants for plain pointers too; no compiler may widen, merge, leave out or replace it. A count of 0
 /// touches nothing. Nothing fails: what an address is good for is up to the caller. Reentrant.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
 namespace quarn {
 
 /// One byte store a byte.
-void quarn_memset(volatile void* to, uint8_t byte, size_t count);
+QUARN_API void quarn_memset(volatile void* to, uint8_t byte, size_t count);
 /// Zeros: byte stores up to the first address that is a multiple of 8, 64-bit stores while 8 bytes remain,
 /// byte stores for the rest.
-void quarn_memclr(volatile void* to, size_t count);
+QUARN_API void quarn_memclr(volatile void* to, size_t count);
 /// One byte load and one byte store a byte, lowest address first: of ranges that overlap, only a destination
 /// below the source gets the source's bytes.
-void quarn_memcpy(volatile void* to, const volatile void* from, size_t count);
+QUARN_API void quarn_memcpy(volatile void* to, const volatile void* from, size_t count);
 /// Compares the first byte of `a` with the first byte of `b`, `count` times, and deliberately nothing else:
 /// bytes behind the first do not matter. Each round loads both bytes again. -1 as soon as that of `a` is
 /// lower, 1 as soon as it is higher, otherwise 0.
-int32_t quarn_memcmp(const volatile void* a, const volatile void* b, size_t count);
+QUARN_API int32_t quarn_memcmp(const volatile void* a, const volatile void* b, size_t count);
 
 inline void quarn_memset(void* to, uint8_t byte, size_t count) {
     quarn_memset(static_cast<volatile void*>(to), byte, count);

@@ -15,6 +15,7 @@
 /// refuses, with the first and the last address of those pages (from 0 where there is no physical address),
 /// and leave nothing open. Any thread may use the memory; there is no lock.
 
+#include <quarn/Attributes.h>
 #include <quarn/DeviceIO.h>
 
 #include <stddef.h>
@@ -25,7 +26,7 @@
 
 namespace quarn {
 
-class MemoryMapping {
+class QUARN_API MemoryMapping {
 public:
     /// Anonymous memory. The request says neither shared nor private, deliberately; Linux refuses it with
     /// "Invalid argument".

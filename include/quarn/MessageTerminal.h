@@ -17,6 +17,8 @@
 /// ends. A backlog that exceeds its limit is emptied whole, which is printed too. Not locked: the owning
 /// worker calls Work() and Get(); other threads call Put() under that worker's lock, then wake it.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 #include <sys/select.h>
@@ -29,7 +31,7 @@ class IncomingMessage;
 class OutgoingMessage;
 class TCPConnection;
 
-class MessageTerminal {
+class QUARN_API MessageTerminal {
 public:
     /// The connection must outlive the terminal.
     explicit MessageTerminal(TCPConnection& connection);
@@ -64,6 +66,8 @@ public:
     void SetRxBacklogLimit(size_t bytes);
     void SetTxBacklogLimit(size_t bytes);
 
+    /// Bytes that wait to be decoded and to be sent; either pointer may be null.
+    void GetBacklogs(size_t* received, size_t* toSend) const;
     /// Messages queued by Put(), dropped ones included.
     uint64_t GetTransmittedMessageCount() const;
     /// Messages handed out by Get().

@@ -6,11 +6,13 @@
 ///         return clock.GetMicrosecondClock() - since;  // right across a wrap, up to one round
 ///     }
 
+#include <quarn/Attributes.h>
+
 #include <stdint.h>
 
 namespace quarn {
 
-class MicrosecondClock {
+class QUARN_API MicrosecondClock {
 public:
     /// The time now. Throws MonitorException if the clock's source can fail, as the implementation says.
     virtual uint32_t GetMicrosecondClock() const = 0;

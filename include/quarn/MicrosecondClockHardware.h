@@ -21,6 +21,7 @@
 /// for Execute().
 
 #include <quarn/Accessor.h>
+#include <quarn/Attributes.h>
 #include <quarn/DeviceIO.h>
 #include <quarn/SettableMicrosecondClock.h>
 
@@ -34,7 +35,7 @@
 
 namespace quarn {
 
-class MicrosecondClockHardware final : public Accessor, public SettableMicrosecondClock {
+class QUARN_API MicrosecondClockHardware final : public Accessor, public SettableMicrosecondClock {
 public:
     /// Maps the block, whose physical address is a multiple of 4, and sets it up if need be. The DeviceIO must
     /// outlive the clock. Throws what MemoryMapping does.

@@ -15,6 +15,7 @@
 /// function; there is no lock. Reading and setting at the same time is safe. Of two threads that set the
 /// clock at the same time one wins. What reads the clock throws as Tick() does.
 
+#include <quarn/Attributes.h>
 #include <quarn/SettableMicrosecondClock.h>
 
 #include <stdint.h>
@@ -23,7 +24,7 @@
 
 namespace quarn {
 
-class MicrosecondClockSoftware final : public SettableMicrosecondClock {
+class QUARN_API MicrosecondClockSoftware final : public SettableMicrosecondClock {
 public:
     uint32_t GetMicrosecondClock() const override;
     uint32_t SetMicrosecondClock(uint32_t time) override;

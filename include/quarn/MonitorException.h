@@ -26,7 +26,7 @@ namespace quarn {
 
 class Logger;
 
-class MonitorException {
+class QUARN_API MonitorException {
 public:
     /// Forms the message as printf would, of any length.
     /// Throws a std::string holding "vasprintf failed (probably out of memory)" when it cannot be formed.
@@ -60,13 +60,13 @@ private:
 };
 
 /// Prepares the process for backtraces; on this platform there is nothing to do.
-void BacktraceSetup();
+QUARN_API void BacktraceSetup();
 
 /// Whether Backtrace() yields real frames: false on this platform.
-bool IsBacktraceSupported();
+QUARN_API bool IsBacktraceSupported();
 
 /// The calling stack, one string a frame, without the innermost `skip` frames. On this platform the one
 /// string "Backtrace not supported".
-std::vector<std::string> Backtrace(int skip);
+QUARN_API std::vector<std::string> Backtrace(int skip);
 
 }  // namespace quarn

@@ -15,12 +15,14 @@
 /// when it is missing and never deleted. It excludes other processes and other NamedLock objects of this one.
 /// An object is used by one thread at a time.
 
+#include <quarn/Attributes.h>
+
 #include <memory>
 #include <string>
 
 namespace quarn {
 
-class NamedLock {
+class QUARN_API NamedLock {
 public:
     /// Opens the lock file without locking it. Throws MonitorException "NamedLock: could not create ..."
     /// with the path and the system's error text.

@@ -17,6 +17,8 @@
 ///
 /// A value, used by one thread at a time.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -30,7 +32,7 @@ class VariableDetails;
 class Variant;
 class VariantValue;
 
-class OutgoingMessage {
+class QUARN_API OutgoingMessage {
 public:
     /// A variable message: the payload is the value's blob. Throws MonitorException when the value is untyped
     /// or cannot be read.

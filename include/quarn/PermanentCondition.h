@@ -14,13 +14,15 @@
 /// Any thread may call anything. The object must outlive the calls, but a thread that has seen the flag
 /// raised may destroy it while Raise() is still returning in another one.
 
+#include <quarn/Attributes.h>
+
 #include <stdint.h>
 
 #include <memory>
 
 namespace quarn {
 
-class PermanentCondition {
+class QUARN_API PermanentCondition {
 public:
     PermanentCondition();
     ~PermanentCondition();

@@ -24,6 +24,7 @@
 ///
 /// Not locked: for one thread at a time.
 
+#include <quarn/Attributes.h>
 #include <quarn/DeviceIO.h>
 
 #include <stdint.h>
@@ -35,7 +36,7 @@ namespace quarn {
 
 class VariableIndex;
 
-class PersistentStorage {
+class QUARN_API PersistentStorage {
 public:
     /// A storage without devices. The name appears in messages. The block size, in bytes, is that of every
     /// device; 0 stands for files that hold one block of any length. The data version is written into each

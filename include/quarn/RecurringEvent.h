@@ -12,6 +12,8 @@
 /// Not locked: one thread uses an event, or its owner serialises the calls. Enter(), Leave() and nothing else
 /// throw MonitorException, when the monotonic clock cannot be read.
 
+#include <quarn/Attributes.h>
+
 #include <stdint.h>
 
 #include <list>
@@ -20,7 +22,7 @@
 
 namespace quarn {
 
-class RecurringEvent {
+class QUARN_API RecurringEvent {
 public:
     explicit RecurringEvent(const char* name);
     ~RecurringEvent();

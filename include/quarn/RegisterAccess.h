@@ -16,7 +16,7 @@
 /// the highest and the lowest bit, what the processor may do with it, and the names.
 ///
 ///     [reg]
-///     0xA0000010 7:4 rw rf.gain gain
+///     0xA0000010 6:4 rw rf.gain gain
 ///     0xA0000014 31  r  rf.locked
 ///     0xA0000018 -   -  rf.spare
 ///
@@ -27,6 +27,7 @@
 /// whoever sets fields of one register from several threads or processes takes a lock around it.
 
 #include <quarn/Accessor.h>
+#include <quarn/Attributes.h>
 #include <quarn/DeviceIO.h>
 
 #include <stdint.h>
@@ -39,7 +40,7 @@
 
 namespace quarn {
 
-class RegisterAccess final : public Accessor {
+class QUARN_API RegisterAccess final : public Accessor {
 public:
     /// The DeviceIO must outlive this object.
     explicit RegisterAccess(DeviceIO& io = DeviceIO::System());

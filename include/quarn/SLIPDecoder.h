@@ -12,6 +12,8 @@
 /// Nothing throws but for want of memory. A stream that is damaged costs the frames that the damage touches.
 /// Not locked: one thread at a time, as a rule the worker that owns the link.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -21,7 +23,7 @@
 
 namespace quarn {
 
-class SLIPDecoder {
+class QUARN_API SLIPDecoder {
 public:
     /// `name` appears in the message about an overflow. `maxBacklog` is the number of received bytes that may
     /// wait, 0 for 262144.

@@ -13,6 +13,8 @@
 /// Nothing throws but for want of memory. Not locked: one thread at a time, as a rule the worker that owns
 /// the link.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -22,7 +24,7 @@
 
 namespace quarn {
 
-class SLIPEncoder {
+class QUARN_API SLIPEncoder {
 public:
     /// `name` appears in the message about an overflow. `maxBacklog` is the number of framed bytes that may
     /// wait, 0 for 262144.

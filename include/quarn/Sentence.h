@@ -12,6 +12,7 @@
 ///         fprintf(stderr, "%s\n", e.Description().c_str());
 ///     }
 
+#include <quarn/Attributes.h>
 #include <quarn/VariantValue.h>
 
 #include <stddef.h>
@@ -24,7 +25,7 @@ namespace quarn {
 
 class SentenceDetails;
 
-class Sentence {
+class QUARN_API Sentence {
 public:
     /// A sentence without words. The details must outlive it.
     explicit Sentence(const SentenceDetails& details) : details_(&details) {}

@@ -8,6 +8,7 @@
 ///     else
 ///         printf("%zu words\n", details->GetTypes().size());
 
+#include <quarn/Attributes.h>
 #include <quarn/TagDetails.h>
 #include <quarn/Variant.h>
 
@@ -20,7 +21,7 @@ namespace quarn {
 
 class SentenceGrammar;
 
-class SentenceDetails : public TagDetails {
+class QUARN_API SentenceDetails : public TagDetails {
 public:
     /// The grammar must outlive this object; SentenceGrammar::Add() makes and owns the usual ones.
     SentenceDetails(uint32_t tag, const std::string& key, const SentenceGrammar& grammar,

@@ -15,6 +15,7 @@
 ///
 /// Not locked: built by one thread and then only read, by any.
 
+#include <quarn/Attributes.h>
 #include <quarn/Variant.h>
 
 #include <stdint.h>
@@ -32,7 +33,7 @@ class Sentence;
 class SentenceDetails;
 class VariantValue;
 
-class SentenceGrammar {
+class QUARN_API SentenceGrammar {
 public:
     /// The name appears in messages.
     explicit SentenceGrammar(const std::string& name);

@@ -5,13 +5,14 @@
 ///     const uint32_t before = clock.SetMicrosecondClock(target);
 ///     const auto step = static_cast<int32_t>(target - before);  // how far it moved
 
+#include <quarn/Attributes.h>
 #include <quarn/MicrosecondClock.h>
 
 #include <stdint.h>
 
 namespace quarn {
 
-class SettableMicrosecondClock : public MicrosecondClock {
+class QUARN_API SettableMicrosecondClock : public MicrosecondClock {
 public:
     // The order of the virtual functions is fixed.
 

@@ -27,7 +27,7 @@
 
 namespace quarn {
 
-class SimpleLog {
+class QUARN_API SimpleLog {
 public:
     /// Flags of PrintNumeric(), to be added up.
     enum Flags : uint32_t {

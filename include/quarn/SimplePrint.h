@@ -19,7 +19,7 @@
 
 namespace quarn {
 
-class SimplePrint {
+class QUARN_API SimplePrint {
 public:
     /// Writes at most size - 1 characters and a terminating NUL; nothing at all when the size is 0. Returns
     /// the number of characters written, without the NUL. Async-signal-safe.

@@ -17,6 +17,8 @@
 /// word is empty; forming it without any word throws "No subcommand". Every failure is a MonitorException.
 /// For one thread.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 
 #include <string>
@@ -24,7 +26,7 @@
 
 namespace quarn {
 
-class SubcommandParserHelper {
+class QUARN_API SubcommandParserHelper {
 public:
     /// `command` may be empty; it must outlive this object. `words` are those behind it: the subcommand and
     /// its arguments.

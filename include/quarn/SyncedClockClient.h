@@ -16,6 +16,7 @@
 ///
 /// At debug level 1 the socket and late answers are printed, at level 2 each exchange.
 
+#include <quarn/Attributes.h>
 #include <quarn/Debuggable.h>
 #include <quarn/IPAddress.h>
 
@@ -29,7 +30,7 @@ namespace quarn {
 
 class SettableMicrosecondClock;
 
-class SyncedClockClient : public Debuggable {
+class QUARN_API SyncedClockClient : public Debuggable {
 public:
     /// Sends from the local address (0.0.0.0 for what the system finds fit) and a port that the system
     /// chooses. Returns when the socket is bound or cannot be, which is printed as the failure of worker

@@ -12,6 +12,8 @@
 ///
 /// At debug level 2 each answer is printed.
 
+#include <quarn/AllowedPeers.h>
+#include <quarn/Attributes.h>
 #include <quarn/Debuggable.h>
 #include <quarn/IPAddress.h>
 
@@ -25,14 +27,15 @@ namespace quarn {
 
 class MicrosecondClock;
 
-class SyncedClockServer : public Debuggable {
+class QUARN_API SyncedClockServer : public Debuggable {
 public:
     /// Serves at the address (0.0.0.0 for every interface) and port (0 for one that the system chooses).
     /// Returns when the socket is bound or cannot be, which is printed as the failure of worker "scs". A null
-    /// parent gives the service a debug level of its own. Parent and clock must outlive the object. Throws
+    /// parent gives the service a debug level of its own. Others than those allowed get no answer, which is
+    /// printed. Parent and clock must outlive the object. Throws
     /// MonitorException as Worker::Start() does.
     SyncedClockServer(Debuggable* parent, const IPAddress& local, uint16_t port,
-                      const MicrosecondClock& clock);
+                      const MicrosecondClock& clock, const AllowedPeers& allowed = {});
     /// Ends the service. When its thread does not stop within a second, that is printed with mask ERR, and
     /// the thread goes on to use the clock.
     ~SyncedClockServer() override;

@@ -12,6 +12,7 @@
 /// Network failures never throw: they are printed with mask WARN and leave the connection disconnected, which
 /// it then stays. It belongs to one worker; other threads send on it under that worker's lock only.
 
+#include <quarn/Attributes.h>
 #include <quarn/IPAddress.h>
 
 #include <stddef.h>
@@ -25,7 +26,7 @@ namespace quarn {
 
 class TCPConnectionReceiver;
 
-class TCPConnection {
+class QUARN_API TCPConnection {
 public:
     /// Starts to connect. A refusal does not throw; an unfit socket does, as TCPSocket() says.
     TCPConnection(const std::string& name, const IPAddress& address, uint16_t port);

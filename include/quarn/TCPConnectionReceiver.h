@@ -11,11 +11,13 @@
 ///     if (!connection.Work(&counter))
 ///         ...  // disconnected for good: discard the connection
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 
 namespace quarn {
 
-class TCPConnectionReceiver {
+class QUARN_API TCPConnectionReceiver {
 public:
     /// Called from TCPConnection::Work() with 1 to 4096 bytes, valid during the call only.
     virtual void Receive(const void* data, size_t length) = 0;

@@ -14,6 +14,8 @@
 ///
 /// Not locked: it belongs to one worker.
 
+#include <quarn/AllowedPeers.h>
+#include <quarn/Attributes.h>
 #include <quarn/IPAddress.h>
 
 #include <stdint.h>
@@ -26,7 +28,7 @@ namespace quarn {
 
 class TCPConnection;
 
-class TCPListener {
+class QUARN_API TCPListener {
 public:
     /// Listens at once, with address and port re-use on and a backlog of 4096. Address 0.0.0.0 stands for
     /// every interface; port 0 lets the system choose (see GetPort()). Throws what TCPSocket() throws, and
@@ -42,6 +44,10 @@ public:
     /// Any other failure throws MonitorException "%s: Error accepting connection: %s"; the listener can go
     /// on.
     TCPConnection* Accept(const std::string& nameTemplate);
+
+    /// From now on Accept() closes the connections of all others at once, each of which is printed with mask
+    /// WARN: "TCPListener: Turned away %s, which is not an allowed peer".
+    void SetAllowedPeers(const AllowedPeers& allowed);
 
     /// The descriptor to wait on; it stays the listener's.
     int Socket();

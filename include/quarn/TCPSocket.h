@@ -13,6 +13,8 @@
 ///
 /// Daemons use TCPListener and TCPConnection, which are built on it. Not locked: one thread at a time.
 
+#include <quarn/Attributes.h>
+
 #include <sys/select.h>
 
 #include <memory>
@@ -20,7 +22,7 @@
 
 namespace quarn {
 
-class TCPSocket {
+class QUARN_API TCPSocket {
 public:
     /// Creates a socket. Throws MonitorException "Failed to create socket: %s", and what SetBlocking() and
     /// SetNagle() of SocketUtilities throw.

@@ -5,13 +5,15 @@
 ///     const quarn::VariableDetails& gain = dictionary.Find("rf.gain");  // throws when there is none
 ///     puts((gain.GetKey() + " is " + quarn::TagDetails::TagAsString(gain.GetTag())).c_str());
 
+#include <quarn/Attributes.h>
+
 #include <stdint.h>
 
 #include <string>
 
 namespace quarn {
 
-class TagDetails {
+class QUARN_API TagDetails {
 public:
     TagDetails(uint32_t tag, const std::string& key);
 

@@ -15,6 +15,7 @@
 ///
 /// Not locked: it belongs to one worker.
 
+#include <quarn/Attributes.h>
 #include <quarn/IPAddress.h>
 
 #include <stddef.h>
@@ -24,7 +25,7 @@
 
 namespace quarn {
 
-class UDPSocket {
+class QUARN_API UDPSocket {
 public:
     /// Address 0.0.0.0 stands for every interface; port 0 lets the system choose. Throws MonitorException
     /// "Failed to create socket: %s", "Failed to configure socket: %s" or

@@ -10,13 +10,14 @@
 ///         fprintf(stderr, "%s\n", e.Description().c_str());
 ///     }
 
+#include <quarn/Attributes.h>
 #include <quarn/VariantValue.h>
 
 namespace quarn {
 
 class VariableDetails;
 
-class Variable {
+class QUARN_API Variable {
 public:
     /// A variable with an untyped value. The details must outlive it.
     explicit Variable(const VariableDetails& details) : details_(&details) {}

@@ -13,13 +13,14 @@
 /// Keys are given as patterns (see Wildcard), in which case matters.
 
 #include <quarn/Accessor.h>
+#include <quarn/Attributes.h>
 
 namespace quarn {
 
 class VariableIndex;
 class Worker;
 
-class VariableAccess final : public Accessor {
+class QUARN_API VariableAccess final : public Accessor {
 public:
     /// Each command is executed under the owner's lock, and one that set a variable wakes the owner, which
     /// has been started by then. Without an owner, commands must be executed by the thread that owns the

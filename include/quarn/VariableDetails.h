@@ -9,6 +9,7 @@
 ///         fprintf(stderr, "%s\n", e.Description().c_str());
 ///     }
 
+#include <quarn/Attributes.h>
 #include <quarn/TagDetails.h>
 #include <quarn/Variant.h>
 
@@ -20,7 +21,7 @@ namespace quarn {
 
 class VariableDictionary;
 
-class VariableDetails : public TagDetails {
+class QUARN_API VariableDetails : public TagDetails {
 public:
     /// The dictionary must outlive this object; VariableDictionary::Add() makes and owns the usual ones.
     VariableDetails(uint32_t tag, const std::string& key, const VariableDictionary& dictionary,

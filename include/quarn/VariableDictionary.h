@@ -15,6 +15,7 @@
 ///
 /// Not locked: built at start-up by one thread and then only read, by any.
 
+#include <quarn/Attributes.h>
 #include <quarn/Variant.h>
 
 #include <stdint.h>
@@ -27,7 +28,7 @@ namespace quarn {
 
 class VariableDetails;
 
-class VariableDictionary {
+class QUARN_API VariableDictionary {
 public:
     /// The name appears in messages.
     explicit VariableDictionary(const std::string& name);

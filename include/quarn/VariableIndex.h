@@ -20,6 +20,7 @@
 ///
 /// Not locked: the thread that owns the variables uses the index, or all do under one lock.
 
+#include <quarn/Attributes.h>
 #include <quarn/Variant.h>
 
 #include <stdint.h>
@@ -40,7 +41,7 @@ class OutgoingMessage;
 class VariableDictionary;
 class VariantValue;
 
-class VariableIndex {
+class QUARN_API VariableIndex {
 public:
     /// The dictionary must outlive the index.
     VariableIndex(const std::string& name, VariableDictionary& dictionary);

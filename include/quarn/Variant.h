@@ -16,6 +16,7 @@
 /// Every failure is a MonitorException and leaves the variant as it was, type and value. A variant is used by
 /// one thread at a time, and so is the program variable that it refers to.
 
+#include <quarn/Attributes.h>
 #include <quarn/IPAddress.h>
 #include <quarn/VariantType.h>
 
@@ -27,7 +28,7 @@
 
 namespace quarn {
 
-class Variant {
+class QUARN_API Variant {
 public:
     /// Store a value of the overload's type. A VariantValue takes that type on. A VariantReference to a
     /// program variable of another type throws "Attempting to access %s variant as %s"; one without a setter

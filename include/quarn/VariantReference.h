@@ -14,6 +14,7 @@
 ///
 /// The program variable, and what the functions use, must outlive the reference.
 
+#include <quarn/Attributes.h>
 #include <quarn/Variant.h>
 #include <quarn/VariantValue.h>
 
@@ -25,7 +26,7 @@
 
 namespace quarn {
 
-class VariantReference : public Variant {
+class QUARN_API VariantReference : public Variant {
 public:
     using Getter = std::function<VariantValue()>;
     using Setter = std::function<void(const VariantValue&)>;

@@ -12,6 +12,7 @@
 ///     }
 ///     std::vector<quarn::VariantValue> words = {"rf.gain", gain, uint32_t{7}};
 
+#include <quarn/Attributes.h>
 #include <quarn/Variant.h>
 
 #include <stddef.h>
@@ -22,7 +23,7 @@
 
 namespace quarn {
 
-class VariantValue final : public Variant {
+class QUARN_API VariantValue final : public Variant {
 public:
     /// Untyped.
     VariantValue() : Variant(VariantType::NONE, storage_, true) {}

@@ -12,6 +12,7 @@
 ///
 /// The protocol is described in docs/watchdog.md.
 
+#include <quarn/Attributes.h>
 #include <quarn/IPAddress.h>
 
 #include <stdint.h>
@@ -21,7 +22,7 @@
 
 namespace quarn {
 
-class WatchdogProxy {
+class QUARN_API WatchdogProxy {
 public:
     /// Starts to connect to the service. `name` is the process's name in the updates; a name with line ends
     /// in it would break them. Throws MonitorException as TCPConnection() does.

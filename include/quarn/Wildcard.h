@@ -6,11 +6,13 @@
 ///         if (quarn::Wildcard::Match(name, "rf.*", true))
 ///             ...
 
+#include <quarn/Attributes.h>
+
 #include <string>
 
 namespace quarn {
 
-class Wildcard {
+class QUARN_API Wildcard {
 public:
     /// Whether the text matches the pattern, in which "*" stands for any run of characters and nothing else
     /// is special. The matcher remembers only the latest "*" and never goes back in the text, so that it

@@ -39,6 +39,8 @@
 /// Unless noted otherwise any thread may call a function at any time, with or without the lock, and every
 /// failure is a MonitorException.
 
+#include <quarn/Attributes.h>
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -51,7 +53,7 @@ namespace quarn {
 
 class Debuggable;
 
-class Worker {
+class QUARN_API Worker {
 public:
     /// What a descriptor is watched for, and what it was found ready for.
     enum ReadyFlag : int32_t {

@@ -15,10 +15,11 @@
 /// execute them, several at a time too.
 
 #include <quarn/Accessor.h>
+#include <quarn/Attributes.h>
 
 namespace quarn {
 
-class WorkerAccess final : public Accessor {
+class QUARN_API WorkerAccess final : public Accessor {
 public:
     std::set<std::string> GetConsoleCommands(bool withDescriptions) const override;
 

@@ -11,11 +11,13 @@
 /// The lock tells nobody whether it was given: a worker that is stopping or finished refuses it. Code that
 /// must know uses Worker::Lock().
 
+#include <quarn/Attributes.h>
+
 namespace quarn {
 
 class Worker;
 
-class WorkerLock {
+class QUARN_API WorkerLock {
 public:
     /// Worker::Lock(), with its exceptions; does nothing for a null worker. The worker must outlive this
     /// object.

@@ -4,6 +4,7 @@
 
 #include <quarn/Accessor.h>
 #include <quarn/Accessors.h>
+#include <quarn/AllowedPeers.h>
 #include <quarn/Attributes.h>
 #include <quarn/BufferChain.h>
 #include <quarn/BulkTransferGrammar.h>
@@ -19,10 +20,18 @@
 #include <quarn/DeviceIO.h>
 #include <quarn/FileUtilities.h>
 #include <quarn/FpgaMicrosecondClock.h>
+#include <quarn/GPIOAccess.h>
+#include <quarn/GPIOChips.h>
+#include <quarn/GPIODirectAccess.h>
+#include <quarn/GPIOIndirectAccess.h>
+#include <quarn/GPIOServer.h>
+#include <quarn/GPIOServerGrammar.h>
+#include <quarn/I2CAccess.h>
 #include <quarn/IPAddress.h>
 #include <quarn/IncomingMessage.h>
 #include <quarn/LineTerminal.h>
 #include <quarn/LocalTime.h>
+#include <quarn/LockedGPIOAccess.h>
 #include <quarn/Logger.h>
 #include <quarn/MemoryHelpers.h>
 #include <quarn/MemoryMapping.h>
@@ -41,6 +50,7 @@
 #include <quarn/SLIPConstants.h>
 #include <quarn/SLIPDecoder.h>
 #include <quarn/SLIPEncoder.h>
+#include <quarn/SPIAccess.h>
 #include <quarn/Sentence.h>
 #include <quarn/SentenceDetails.h>
 #include <quarn/SentenceGrammar.h>

@@ -15,7 +15,7 @@ void Backlog::Append(const void* data, size_t length) {
 
 void Backlog::Consume(size_t length) {
     head_ += length;
-    if (bytes_.capacity() > KEPT_BYTES && Size() <= KEPT_BYTES / 4) {
+    if (bytes_.capacity() > kKeptBytes && Size() <= kKeptBytes / 4) {
         bytes_ = std::vector<uint8_t>(Data(), Data() + Size());
         head_ = 0;
     } else if (Empty()) {

@@ -11,11 +11,11 @@ class TCPConnection;
 
 /// Bytes that wait in one contiguous piece, appended at the end and consumed from the front. Consuming moves
 /// an offset; the bytes move only when room is needed and at least half of them have been consumed, so that
-/// the price of a byte does not depend on how many wait. At most KEPT_BYTES of memory stay once few bytes are
+/// the price of a byte does not depend on how many wait. At most kKeptBytes of memory stay once few bytes are
 /// left.
 class Backlog {
 public:
-    static constexpr size_t KEPT_BYTES = 65536;
+    static constexpr size_t kKeptBytes = 65536;
 
     bool Empty() const { return head_ == bytes_.size(); }
     size_t Size() const { return bytes_.size() - head_; }

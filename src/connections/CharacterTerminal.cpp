@@ -9,7 +9,7 @@ namespace quarn {
 
 namespace {
 
-constexpr size_t BACKLOG_LIMIT = 16384;
+constexpr size_t kBacklogLimit = 16384;
 
 }  // namespace
 
@@ -26,7 +26,7 @@ public:
     }
 
     void Put(const std::vector<char>& data) {
-        if (tx_.Size() >= BACKLOG_LIMIT) {
+        if (tx_.Size() >= kBacklogLimit) {
             PrintLoss("TX");
             tx_.Clear();
         }
@@ -44,7 +44,7 @@ public:
     void Receive(const void* data, size_t length) override {
         const char* characters = static_cast<const char*>(data);
         rx_.insert(rx_.end(), characters, characters + length);
-        if (rx_.size() >= BACKLOG_LIMIT) {
+        if (rx_.size() >= kBacklogLimit) {
             PrintLoss("RX");
             rx_ = std::vector<char>();
         }

@@ -10,10 +10,10 @@ namespace quarn {
 
 namespace {
 
-constexpr size_t PARTIAL_LINE_LIMIT = 65535;
-constexpr size_t LINE_LIMIT = 1023;
+constexpr size_t kPartialLineLimit = 65535;
+constexpr size_t kLineLimit = 1023;
 // The partial line's memory that is kept for the next one.
-constexpr size_t KEPT_CHARACTERS = 16384;
+constexpr size_t kKeptCharacters = 16384;
 
 }  // namespace
 
@@ -30,7 +30,7 @@ public:
     }
 
     void Put(const std::string& line) {
-        if (tx_.size() > LINE_LIMIT) {
+        if (tx_.size() > kLineLimit) {
             PrintLoss("TX line backlog");
             tx_.clear();
             frontSent_ = 0;
@@ -58,13 +58,13 @@ public:
         // What waited before holds no newline, so the search starts behind it.
         const size_t searched = partial_.size();
         partial_.append(static_cast<const char*>(data), length);
-        if (partial_.size() > PARTIAL_LINE_LIMIT) {
+        if (partial_.size() > kPartialLineLimit) {
             PrintLoss("RX partial line");
             partial_ = std::string();
             return;
         }
         TakeLines(searched);
-        if (partial_.empty() && partial_.capacity() > KEPT_CHARACTERS)
+        if (partial_.empty() && partial_.capacity() > kKeptCharacters)
             partial_ = std::string();
     }
 
@@ -90,7 +90,7 @@ private:
              end = partial_.find('\n', start)) {
             rx_.push_back(TrimRight(partial_.substr(start, end - start)));
             start = end + 1;
-            if (rx_.size() > LINE_LIMIT) {
+            if (rx_.size() > kLineLimit) {
                 PrintLoss("RX line backlog");
                 rx_.clear();
             }

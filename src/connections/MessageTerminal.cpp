@@ -19,8 +19,8 @@ namespace quarn {
 
 namespace {
 
-constexpr size_t DEFAULT_BACKLOG_LIMIT = 0x40000;
-constexpr size_t SHOWN_BYTES = 8;
+constexpr size_t kDefaultBacklogLimit = 0x40000;
+constexpr size_t kShownBytes = 8;
 
 /// Trailing checksums for a search through a backlog. Garbage can hold a header at every byte, each with most
 /// of the backlog behind it to be checked; once the bytes checked amount to the backlog itself, the sums of
@@ -105,8 +105,11 @@ public:
         return true;
     }
 
-    void SetRxBacklogLimit(size_t bytes) { rxLimit_ = bytes ? bytes : DEFAULT_BACKLOG_LIMIT; }
-    void SetTxBacklogLimit(size_t bytes) { txLimit_ = bytes ? bytes : DEFAULT_BACKLOG_LIMIT; }
+    size_t ToDecode() const { return rx_.Size(); }
+    size_t ToSend() const { return tx_.Size(); }
+
+    void SetRxBacklogLimit(size_t bytes) { rxLimit_ = bytes ? bytes : kDefaultBacklogLimit; }
+    void SetTxBacklogLimit(size_t bytes) { txLimit_ = bytes ? bytes : kDefaultBacklogLimit; }
 
     uint64_t MessagesTransmitted() const { return messagesTransmitted_; }
     uint64_t MessagesReceived() const { return messagesReceived_; }
@@ -120,7 +123,7 @@ public:
             return;
         if (DefaultDebug()) {
             const std::string start =
-                FormatHexBytesUnprefixedSeparated(rx_.Data(), std::min(rx_.Size(), SHOWN_BYTES), " ");
+                FormatHexBytesUnprefixedSeparated(rx_.Data(), std::min(rx_.Size(), kShownBytes), " ");
             DefaultDebug()->Printf(DEBUG_ERR, __FILE__, __LINE__,
                                    "RX backlog for \"%s\" reached %zu bytes (%s); clearing (traffic lost).",
                                    connection_.GetName().c_str(), rx_.Size(), start.c_str());
@@ -158,8 +161,8 @@ private:
     TCPConnection& connection_;
     Backlog rx_;
     Backlog tx_;
-    size_t rxLimit_ = DEFAULT_BACKLOG_LIMIT;
-    size_t txLimit_ = DEFAULT_BACKLOG_LIMIT;
+    size_t rxLimit_ = kDefaultBacklogLimit;
+    size_t txLimit_ = kDefaultBacklogLimit;
     size_t skipped_ = 0;  // bytes since the stream stopped making sense, 0 while it does
     uint64_t messagesTransmitted_ = 0;
     uint64_t messagesReceived_ = 0;
@@ -207,6 +210,12 @@ uint64_t MessageTerminal::GetTransmittedMessageCount() const {
 }
 uint64_t MessageTerminal::GetReceivedMessageCount() const {
     return impl_->MessagesReceived();
+}
+void MessageTerminal::GetBacklogs(size_t* received, size_t* toSend) const {
+    if (received)
+        *received = impl_->ToDecode();
+    if (toSend)
+        *toSend = impl_->ToSend();
 }
 void MessageTerminal::GetByteCounts(uint64_t* received, uint64_t* sent) const {
     if (received)

@@ -12,6 +12,8 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+
 namespace quarn {
 
 namespace {
@@ -54,6 +56,19 @@ void SetNagle(int fd, bool enable) {
     const int noDelay = enable ? 0 : 1;
     if (setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay) < 0)
         ThrowSocketFailure(fd, "setsockopt for Nagle flag failed", errno);
+}
+
+void SetSilenceLimit(int fd, uint32_t seconds) {
+    const int on = 1;
+    const int third = static_cast<int>(std::max(seconds / 3, 1U));
+    const int probes = 2;  // after the first silent third; the limit itself ends it
+    const unsigned milliseconds = seconds * 1000;
+    if (setsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on) < 0 ||
+        setsockopt(fd, IPPROTO_TCP, TCP_KEEPIDLE, &third, sizeof third) < 0 ||
+        setsockopt(fd, IPPROTO_TCP, TCP_KEEPINTVL, &third, sizeof third) < 0 ||
+        setsockopt(fd, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes) < 0 ||
+        setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &milliseconds, sizeof milliseconds) < 0)
+        ThrowSocketFailure(fd, "setsockopt for silence limit failed", errno);
 }
 
 bool SocketWritable(int fd) {

@@ -16,8 +16,8 @@ namespace quarn {
 
 namespace {
 
-constexpr uint64_t CONNECT_TIMEOUT_MS = 1000;
-constexpr size_t READ_BYTES = 4096;
+constexpr uint64_t kConnectTimeoutMs = 1000;
+constexpr size_t kReadBytes = 4096;
 
 bool ShouldTryAgain(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
@@ -72,7 +72,7 @@ private:
     bool FinishConnecting() {
         if (!socket_.SocketWritable()) {
             const uint64_t waited = MillisecondsSince(connectStart_);
-            if (waited > CONNECT_TIMEOUT_MS)
+            if (waited > kConnectTimeoutMs)
                 Disconnect(__LINE__, Format("giving up after %u ms", static_cast<uint32_t>(waited)));
             return false;
         }
@@ -85,7 +85,7 @@ private:
     }
 
     bool Read(TCPConnectionReceiver* receiver) {
-        uint8_t buffer[READ_BYTES];
+        uint8_t buffer[kReadBytes];
         const ssize_t length = recv(socket_.Socket(), buffer, sizeof buffer, 0);
         if (length > 0) {
             if (receiver)

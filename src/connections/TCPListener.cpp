@@ -1,3 +1,4 @@
+#include <quarn/Debug.h>
 #include <quarn/SocketUtilities.h>
 #include <quarn/TCPConnection.h>
 #include <quarn/TCPListener.h>
@@ -15,7 +16,9 @@ namespace quarn {
 
 namespace {
 
-constexpr int LISTEN_BACKLOG = 4096;
+constexpr int kListenBacklog = 4096;
+// In one go; those behind them keep the socket ready.
+constexpr int kMostTurnedAway = 64;
 
 bool Enable(int fd, int option) {
     const int on = 1;
@@ -38,19 +41,18 @@ public:
             const std::string what = Format("Failed to bind to %s:%u", address.ToString().c_str(), port);
             ThrowSocketFailure(fd, what.c_str(), error);
         }
-        if (listen(fd, LISTEN_BACKLOG) < 0)
+        if (listen(fd, kListenBacklog) < 0)
             ThrowSocketFailure(fd, "Failed to listen", errno);
     }
 
     TCPSocket& Socket() { return socket_; }
 
+    void SetAllowedPeers(const AllowedPeers& allowed) { allowed_ = allowed; }
+
     TCPConnection* Accept(const std::string& nameTemplate) {
-        Descriptor fd(accept4(socket_.Socket(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (fd.Get() < 0) {
-            if (errno == EAGAIN || errno == EWOULDBLOCK)
-                return nullptr;
-            ThrowSocketFailure(socket_.Socket(), "Error accepting connection", errno);
-        }
+        Descriptor fd = AcceptAllowed();
+        if (fd.Get() < 0)
+            return nullptr;
         std::string name = nameTemplate;
         StringReplace(name, "$peer$", SocketUtilities::DescribePeer(fd.Get()));
         ++clientCount_;
@@ -58,7 +60,30 @@ public:
     }
 
 private:
+    // None when nobody who is allowed is waiting.
+    Descriptor AcceptAllowed() {
+        for (int turnedAway = 0; turnedAway < kMostTurnedAway; ++turnedAway) {
+            sockaddr_in peer = {};
+            socklen_t length = sizeof peer;
+            Descriptor fd(accept4(socket_.Socket(), reinterpret_cast<sockaddr*>(&peer), &length,
+                                  SOCK_CLOEXEC | SOCK_NONBLOCK));
+            if (fd.Get() < 0) {
+                if (errno == EAGAIN || errno == EWOULDBLOCK)
+                    return fd;
+                ThrowSocketFailure(socket_.Socket(), "Error accepting connection", errno);
+            }
+            if (allowed_.Allows(IPAddress(peer.sin_addr)))
+                return fd;
+            if (DefaultDebug())
+                DefaultDebug()->Printf(DEBUG_WARN, __FILE__, __LINE__,
+                                       "TCPListener: Turned away %s, which is not an allowed peer",
+                                       SocketUtilities::DescribePeer(fd.Get()).c_str());
+        }
+        return Descriptor();
+    }
+
     TCPSocket socket_;
+    AllowedPeers allowed_;
     uint32_t clientCount_ = 0;
 };
 
@@ -68,6 +93,9 @@ TCPListener::~TCPListener() = default;
 
 TCPConnection* TCPListener::Accept(const std::string& nameTemplate) {
     return impl_->Accept(nameTemplate);
+}
+void TCPListener::SetAllowedPeers(const AllowedPeers& allowed) {
+    impl_->SetAllowedPeers(allowed);
 }
 int TCPListener::Socket() {
     return impl_->Socket().Socket();

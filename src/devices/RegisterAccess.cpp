@@ -2,13 +2,11 @@
 #include <quarn/Parse.h>
 #include <quarn/RegisterAccess.h>
 #include <quarn/Text.h>
-#include <quarn/Wildcard.h>
 
+#include "devices/NameTable.h"
 #include "devices/RegisterPages.h"
 
-#include <algorithm>
-#include <unordered_map>
-#include <unordered_set>
+#include <optional>
 
 namespace quarn {
 
@@ -104,10 +102,10 @@ public:
     explicit Impl(DeviceIO& io) : io_(io), pages_(io) {}
 
     const Register& Find(const std::string& name) const {
-        const auto found = byName_.find(name);
-        if (found == byName_.end())
+        const std::optional<size_t> found = names_.Find(name);
+        if (!found)
             throw MonitorException("REG: unknown register \"%s\"", name.c_str());
-        return fields_[found->second];
+        return fields_[*found];
     }
 
     uint32_t Get(const Register& field) const {
@@ -127,36 +125,29 @@ public:
     }
 
     void Add(Register field) {
-        CheckNames(field.names);
+        if (const std::string* const name = names_.FindDuplicate(field.names))
+            throw MonitorException("REG: Attempt to add duplicate name \"%s\"", name->c_str());
         if (field.address % sizeof(uint32_t) != 0)
             // The text's own 0x stands before the one that %p prints.
             throw MonitorException("REG: Register at unaligned address 0x%p",
                                    reinterpret_cast<void*>(field.address));
         if (field.type != RegisterType::NO_FIELD)
             field.word = pages_.Word(field.address);
-        for (const std::string& name : field.names)
-            byName_.emplace(name, fields_.size());
+        names_.Add(field.names, fields_.size());
         fields_.push_back(std::move(field));
     }
 
     std::list<std::string> List(const std::string& pattern, bool isDetailed) const;
 
 private:
-    void CheckNames(const std::vector<std::string>& names) const {
-        std::unordered_set<std::string> onLine;
-        for (const std::string& name : names)
-            if (byName_.count(name) != 0 || !onLine.insert(name).second)
-                throw MonitorException("REG: Attempt to add duplicate name \"%s\"", name.c_str());
-    }
-
     /// The fields with a name that the pattern matches, in order of configuration.
     std::vector<const Register*> Matching(const std::string& pattern) const;
     std::list<std::string> Row(const Register& field, bool isDetailed) const;
 
     DeviceIO& io_;
     RegisterPages pages_;
-    std::vector<Register> fields_;                    // as they were configured
-    std::unordered_map<std::string, size_t> byName_;  // indices of fields, by names and aliases
+    std::vector<Register> fields_;  // as they were configured
+    NameTable names_;
 };
 
 std::list<std::string> RegisterAccess::Impl::Row(const Register& field, bool isDetailed) const {
@@ -171,25 +162,20 @@ std::list<std::string> RegisterAccess::Impl::Row(const Register& field, bool isD
             row.push_back(Format("%u:%u", field.high, field.low));
     }
     row.push_back(field.IsReadable() ? FormatHexU32(Get(field), field.Width()) : "");
-    std::string& aliases = row.emplace_back();
-    for (size_t i = 1; i < field.names.size(); ++i)
-        Append(aliases, field.names[i], ", ");
+    row.push_back(AliasCell(field.names));
     return row;
 }
 
 std::vector<const Register*> RegisterAccess::Impl::Matching(const std::string& pattern) const {
     std::vector<const Register*> matching;
     if (pattern.find('*') == std::string::npos) {  // only the name that equals it matches
-        const auto found = byName_.find(pattern);
-        if (found != byName_.end())
-            matching.push_back(&fields_[found->second]);
+        if (const std::optional<size_t> found = names_.Find(pattern))
+            matching.push_back(&fields_[*found]);
         return matching;
     }
-    for (const Register& field : fields_) {
-        const auto matches = [&](const std::string& name) { return Wildcard::Match(name, pattern, true); };
-        if (std::any_of(field.names.begin(), field.names.end(), matches))
+    for (const Register& field : fields_)
+        if (AnyMatches(field.names, pattern))
             matching.push_back(&field);
-    }
     return matching;
 }
 

@@ -19,12 +19,12 @@ namespace quarn {
 
 namespace {
 
-constexpr char TEST_MODE_FILE[] = "/tmp/test/legacy";
-constexpr size_t THREAD_NAME_SIZE = 16;  // of the kernel, with the NUL
+constexpr char kTestModeFile[] = "/tmp/test/legacy";
+constexpr size_t kThreadNameSize = 16;  // of the kernel, with the NUL
 
 // Inlined by force, like the other steps around a system call: after one, each return costs as much as a
 // cache miss.
-[[gnu::always_inline]] inline std::string_view ThreadName(char (&buffer)[THREAD_NAME_SIZE]) {
+[[gnu::always_inline]] inline std::string_view ThreadName(char (&buffer)[kThreadNameSize]) {
     return prctl(PR_GET_NAME, buffer) == 0 ? buffer : std::string_view();
 }
 
@@ -109,7 +109,7 @@ std::string_view Debug::Impl::CurrentTimePrefix() {
                                                             int line) const {
     if (!output.Add(CurrentTimePrefix()))
         return false;
-    char nameBuffer[THREAD_NAME_SIZE];
+    char nameBuffer[kThreadNameSize];
     const std::string_view name = ThreadName(nameBuffer);
     if (!name.empty() && !(output.Add("[") && output.Add(name) && output.Add("] ")))
         return false;
@@ -227,7 +227,7 @@ void Debug::SetThreadName(const std::string& name) {
 }
 
 std::string Debug::GetThreadName() {
-    char buffer[THREAD_NAME_SIZE];
+    char buffer[kThreadNameSize];
     return std::string(ThreadName(buffer));
 }
 
@@ -246,7 +246,7 @@ bool Debug::IsLegacyTestModeEnabled() const {
 }
 
 void Debug::UpdateTestMode() {
-    impl_->legacyTestMode = access(TEST_MODE_FILE, F_OK) == 0;
+    impl_->legacyTestMode = access(kTestModeFile, F_OK) == 0;
 }
 
 }  // namespace quarn

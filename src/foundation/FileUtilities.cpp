@@ -18,7 +18,7 @@ namespace quarn {
 
 namespace {
 
-constexpr size_t COPY_BUFFER_SIZE = 64 * 1024;
+constexpr size_t kCopyBufferSize = 64 * 1024;
 
 [[noreturn]] void ThrowNotRemoved(const std::string& path) {
     throw MonitorException("Could not remove \"%s\": %s", path.c_str(), ErrnoText(errno).c_str());
@@ -45,9 +45,9 @@ void RemoveTree(int parent, const std::string& name, const std::string& path) {
 
 // Returns false, with the reason in errno, when not all bytes can be copied.
 bool CopyBytes(int from, int to) {
-    const auto buffer = std::make_unique<char[]>(COPY_BUFFER_SIZE);
+    const auto buffer = std::make_unique<char[]>(kCopyBufferSize);
     for (;;) {
-        const ssize_t length = read(from, buffer.get(), COPY_BUFFER_SIZE);
+        const ssize_t length = read(from, buffer.get(), kCopyBufferSize);
         if (length == 0)
             return true;
         if (length < 0 && errno != EINTR)

@@ -11,9 +11,9 @@ namespace quarn {
 
 namespace {
 
-constexpr int64_t NANOSECONDS_PER_SECOND = 1000000000;
-constexpr uint64_t MICROSECONDS_PER_SECOND = 1000000;
-constexpr time_t EARLIEST_VALID_UTC = 946080000;  // 1999-12-25 00:00:00, itself not valid
+constexpr int64_t kNanosecondsPerSecond = 1000000000;
+constexpr uint64_t kMicrosecondsPerSecond = 1000000;
+constexpr time_t kEarliestValidUTC = 946080000;  // 1999-12-25 00:00:00, itself not valid
 
 [[noreturn]] void ThrowClockFailure() {
     throw MonitorException("clock_gettime(CLOCK_MONOTONIC) failed: %s", ErrnoText(errno).c_str());
@@ -35,7 +35,7 @@ int32_t OffsetSeconds(int32_t offsetMinutes) {
 
 uint64_t Tick() {
     const timespec now = MonotonicNow();
-    const uint64_t tick = static_cast<uint64_t>(now.tv_sec) * MICROSECONDS_PER_SECOND +
+    const uint64_t tick = static_cast<uint64_t>(now.tv_sec) * kMicrosecondsPerSecond +
                           static_cast<uint64_t>(now.tv_nsec) / 1000;
     return tick != 0 ? tick : 1;
 }
@@ -47,10 +47,10 @@ uint64_t MillisecondsSince(uint64_t tick) {
 }
 
 timespec timespec_normalize(timespec time) {
-    time.tv_sec += time.tv_nsec / NANOSECONDS_PER_SECOND;
-    time.tv_nsec %= NANOSECONDS_PER_SECOND;
+    time.tv_sec += time.tv_nsec / kNanosecondsPerSecond;
+    time.tv_nsec %= kNanosecondsPerSecond;
     if (time.tv_nsec < 0) {
-        time.tv_nsec += NANOSECONDS_PER_SECOND;
+        time.tv_nsec += kNanosecondsPerSecond;
         --time.tv_sec;
     }
     return time;
@@ -63,8 +63,8 @@ timespec timespec_add(timespec a, timespec b) {
 }
 
 timespec FutureTimespec(uint64_t delay) {
-    // Deliberately not delay % MICROSECONDS_PER_SECOND * 1000: callers live with the coarse delay.
-    const timespec ahead = {static_cast<time_t>(delay / MICROSECONDS_PER_SECOND),
+    // Deliberately not delay % kMicrosecondsPerSecond * 1000: callers live with the coarse delay.
+    const timespec ahead = {static_cast<time_t>(delay / kMicrosecondsPerSecond),
                             static_cast<long>(delay % 1000)};
     return timespec_add(MonotonicNow(), ahead);
 }
@@ -82,7 +82,7 @@ time_t LocalTime(int32_t offsetMinutes) {
 }
 
 bool IsUTCTimeValid(time_t utc) {
-    return utc > EARLIEST_VALID_UTC;
+    return utc > kEarliestValidUTC;
 }
 
 bool UpdateSystemUTC(time_t utc) {

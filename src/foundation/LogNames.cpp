@@ -8,7 +8,7 @@ namespace quarn {
 
 namespace {
 
-constexpr std::string_view SNAPSHOT_PREFIX = "snapshot-";
+constexpr std::string_view kSnapshotPrefix = "snapshot-";
 
 bool IsDigit(char c) {
     return c >= '0' && c <= '9';
@@ -58,16 +58,16 @@ LogFileInfo::LogFileInfo(const LoggerOptions& options, const std::string& name)
 }
 
 SnapshotInfo::SnapshotInfo(const LoggerOptions& options, uint32_t index)
-    : name_(std::string(SNAPSHOT_PREFIX) + FormatIndex(options, index)),
+    : name_(std::string(kSnapshotPrefix) + FormatIndex(options, index)),
       path_(PathOf(options, name_)),
       index_(index) {}
 
 SnapshotInfo::SnapshotInfo(const LoggerOptions& options, const std::string& name)
     : name_(name), path_(PathOf(options, name)), index_(0) {
     std::string_view rest = name;
-    if (!rest.starts_with(SNAPSHOT_PREFIX))
+    if (!rest.starts_with(kSnapshotPrefix))
         return;
-    rest.remove_prefix(SNAPSHOT_PREFIX.size());
+    rest.remove_prefix(kSnapshotPrefix.size());
     const uint32_t index = TakeIndex(options, rest);
     if (rest.empty())
         index_ = index;

@@ -23,8 +23,8 @@ namespace quarn {
 
 namespace {
 
-constexpr uint32_t MOST_INDEX_DIGITS = 6;
-constexpr size_t SHORT_LINE = 1024;
+constexpr uint32_t kMostIndexDigits = 6;
+constexpr size_t kShortLine = 1024;
 
 void Assert(bool condition, int line = __builtin_LINE()) {
     if (!condition)
@@ -40,7 +40,7 @@ uint32_t LargestIndex(const LoggerOptions& options) {
 
 // The options with zero limits replaced.
 LoggerOptions Checked(LoggerOptions options) {
-    if (options.indexDigits < 1 || options.indexDigits > MOST_INDEX_DIGITS)
+    if (options.indexDigits < 1 || options.indexDigits > kMostIndexDigits)
         throw MonitorException("Logger must use between 1 and 6 index digits");
     const uint32_t largest = LargestIndex(options);
     if (options.maxLogFiles == 0)
@@ -208,8 +208,8 @@ void Logger::Impl::Next(bool start) {
         return;
     if (length != 0 && text[length - 1] == '\n') {
         WriteBytes(text, length);
-    } else if (length < SHORT_LINE) {
-        char line[SHORT_LINE];
+    } else if (length < kShortLine) {
+        char line[kShortLine];
         memcpy(line, text, length);
         line[length] = '\n';
         WriteBytes(line, length + 1);

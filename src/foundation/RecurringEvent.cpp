@@ -10,23 +10,23 @@ namespace quarn {
 
 namespace {
 
-constexpr size_t RECENT = 10;
+constexpr size_t kRecent = 10;
 
 // The last few samples of a figure and its extremes ever.
 struct Samples {
-    std::array<uint64_t, RECENT> ring{};
+    std::array<uint64_t, kRecent> ring{};
     uint64_t minimumEver = 0;
     uint64_t maximumEver = 0;
 
     // `index` counts the samples since the figures were started afresh.
     void Add(uint64_t index, uint64_t sample) {
-        ring[index % RECENT] = sample;
+        ring[index % kRecent] = sample;
         minimumEver = index == 0 ? sample : std::min(minimumEver, sample);
         maximumEver = index == 0 ? sample : std::max(maximumEver, sample);
     }
 
     std::string Describe(const char* title, uint64_t count) const {
-        const size_t filled = std::min<uint64_t>(count, RECENT);
+        const size_t filled = std::min<uint64_t>(count, kRecent);
         const auto end = ring.begin() + static_cast<std::ptrdiff_t>(filled);
         const auto [minimum, maximum] = std::minmax_element(ring.begin(), end);
         const uint64_t average = std::accumulate(ring.begin(), end, uint64_t{0}) / filled;

@@ -36,19 +36,19 @@ public:
 
     bool PutSigned(int64_t value, bool hexadecimal, SimpleField field) {
         const uint64_t bits = static_cast<uint64_t>(value);
-        return value < 0 ? PutNumber("-", 0 - bits, hexadecimal ? UPPER : DECIMAL, field)
-                         : PutNumber("", bits, hexadecimal ? UPPER : DECIMAL, field);
+        return value < 0 ? PutNumber("-", 0 - bits, hexadecimal ? kUpper : kDecimal, field)
+                         : PutNumber("", bits, hexadecimal ? kUpper : kDecimal, field);
     }
 
     bool PutUnsigned(uint64_t value, bool hexadecimal, SimpleField field) {
-        return PutNumber("", value, hexadecimal ? UPPER : DECIMAL, field);
+        return PutNumber("", value, hexadecimal ? kUpper : kDecimal, field);
     }
 
 private:
-    static constexpr std::string_view DECIMAL = "0123456789";
-    static constexpr std::string_view UPPER = "0123456789ABCDEF";
-    static constexpr std::string_view LOWER = "0123456789abcdef";
-    static constexpr uint32_t WIDEST = 1000000;
+    static constexpr std::string_view kDecimal = "0123456789";
+    static constexpr std::string_view kUpper = "0123456789ABCDEF";
+    static constexpr std::string_view kLower = "0123456789abcdef";
+    static constexpr uint32_t kWidest = 1000000;
 
     enum class Length { INT, CHAR, SHORT, LONG, LONG_LONG, SIZE };
 
@@ -71,11 +71,11 @@ private:
             case 'i':
                 return PutSigned(TakeSigned(length, arguments), false, field);
             case 'u':
-                return PutNumber("", TakeUnsigned(length, arguments), DECIMAL, field);
+                return PutNumber("", TakeUnsigned(length, arguments), kDecimal, field);
             case 'x':
-                return PutNumber("", TakeUnsigned(length, arguments), LOWER, field);
+                return PutNumber("", TakeUnsigned(length, arguments), kLower, field);
             case 'X':
-                return PutNumber("", TakeUnsigned(length, arguments), UPPER, field);
+                return PutNumber("", TakeUnsigned(length, arguments), kUpper, field);
         }
         return length == Length::INT ? PutPlainConversion(start, *format, field, arguments) : PutRest(start);
     }
@@ -95,7 +95,7 @@ private:
             }
             case 'p': {
                 const void* const pointer = va_arg(arguments.list, const void*);
-                return pointer ? PutNumber("0x", reinterpret_cast<uintptr_t>(pointer), LOWER, field)
+                return pointer ? PutNumber("0x", reinterpret_cast<uintptr_t>(pointer), kLower, field)
                                : PutText("(nil)", field);
             }
         }
@@ -112,7 +112,7 @@ private:
         SimpleField field;
         field.zeroPadded = *format == '0';
         for (; *format >= '0' && *format <= '9'; ++format)
-            if (field.width < WIDEST)
+            if (field.width < kWidest)
                 field.width = field.width * 10 + static_cast<uint32_t>(*format - '0');
         return field;
     }

@@ -6,14 +6,14 @@ namespace quarn {
 
 namespace {
 
-constexpr uint32_t NUMBER_BYTES = 4;
+constexpr uint32_t kNumberBytes = 4;
 
 }  // namespace
 
 void SimpleLog::Start() {
     write_ = committed_.load(std::memory_order_relaxed);
     fits_ = true;
-    for (uint32_t i = 0; i < NUMBER_BYTES; ++i)
+    for (uint32_t i = 0; i < kNumberBytes; ++i)
         Put(static_cast<char>(counter_ >> (8 * i)));
     ++counter_;
 }
@@ -73,7 +73,7 @@ bool SimpleLog::Get(std::string& text, uint32_t& number) {
         return c;
     };
     uint32_t taken = 0;
-    for (uint32_t i = 0; i < NUMBER_BYTES; ++i)
+    for (uint32_t i = 0; i < kNumberBytes; ++i)
         taken |= uint32_t{static_cast<unsigned char>(take())} << (8 * i);
     std::string record;
     while (const char c = take())

@@ -11,7 +11,7 @@ namespace quarn {
 class SLIPDecoder::Impl {
 public:
     Impl(const std::string& name, size_t maxBacklog)
-        : name_(name), limit_(maxBacklog != 0 ? maxBacklog : DEFAULT_SLIP_BACKLOG) {}
+        : name_(name), limit_(maxBacklog != 0 ? maxBacklog : kDefaultSLIPBacklog) {}
 
     size_t Write(const std::vector<uint8_t>& bytes) {
         const size_t size = Size() + bytes.size();

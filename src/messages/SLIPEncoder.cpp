@@ -8,7 +8,7 @@ namespace quarn {
 class SLIPEncoder::Impl {
 public:
     Impl(const std::string& name, size_t maxBacklog)
-        : name_(name), limit_(maxBacklog != 0 ? maxBacklog : DEFAULT_SLIP_BACKLOG) {}
+        : name_(name), limit_(maxBacklog != 0 ? maxBacklog : kDefaultSLIPBacklog) {}
 
     size_t Put(const std::vector<uint8_t>& message) {
         Append(message);

@@ -10,11 +10,11 @@ namespace quarn {
 
 namespace {
 
-constexpr int32_t POLL_MS = 10;  // for the time limits; the connection wakes the worker by itself
-constexpr uint64_t PROGRESS_LIMIT_MS = 2000;
+constexpr int32_t kPollMs = 10;  // for the time limits; the connection wakes the worker by itself
+constexpr uint64_t kProgressLimitMs = 2000;
 // A terminal takes a block of the connection's at a time; as many as fill the backlog are taken in one cycle.
-constexpr size_t READ_BLOCK = 4096;
-constexpr size_t READS_PER_CYCLE = 256;
+constexpr size_t kReadBlock = 4096;
+constexpr size_t kReadsPerCycle = 256;
 
 }  // namespace
 
@@ -34,7 +34,7 @@ uint32_t BulkTransfer::GetStatus(uint8_t* progress) const {
 }
 
 bool BulkTransfer::Initialize() {
-    SetPollInterval(POLL_MS);
+    SetPollInterval(kPollMs);
     try {
         Begin();
         RestartTimer();
@@ -63,14 +63,9 @@ void BulkTransfer::Step() {
 }
 
 void BulkTransfer::Exchange() {
-    if (!terminal_) {
-        terminal_ = std::make_unique<MessageTerminal>(*connection_);
-        terminal_->SetRxBacklogLimit(BACKLOG_LIMIT);
-        terminal_->SetTxBacklogLimit(BACKLOG_LIMIT);
-    }
     uint64_t before = 0;
     uint64_t after = 0;
-    for (size_t i = 0; i < READS_PER_CYCLE; ++i) {
+    for (size_t i = 0; i < kReadsPerCycle; ++i) {
         terminal_->GetByteCounts(&before, nullptr);
         const bool open = terminal_->Work();
         if (i == 0 && open)
@@ -82,7 +77,7 @@ void BulkTransfer::Exchange() {
             throw MonitorException("Peer closed connection");
         SayNext();
         terminal_->GetByteCounts(&after, nullptr);
-        if (after - before < READ_BLOCK)
+        if (after - before < kReadBlock)
             break;
     }
     terminal_->Flush();
@@ -101,12 +96,15 @@ void BulkTransfer::CheckTimer() const {
     if (!IsTimerRunning())
         return;
     const uint64_t elapsed = MillisecondsSince(progressTick_);
-    if (elapsed > PROGRESS_LIMIT_MS)
+    if (elapsed > kProgressLimitMs)
         throw MonitorException("Timed out after %u ms", static_cast<uint32_t>(elapsed));
 }
 
 void BulkTransfer::Adopt(std::unique_ptr<TCPConnection> connection) {
     connection_ = std::move(connection);
+    terminal_ = std::make_unique<MessageTerminal>(*connection_);
+    terminal_->SetRxBacklogLimit(kBacklogLimit);
+    terminal_->SetTxBacklogLimit(kBacklogLimit);
     WatchConnection();
 }
 
@@ -116,7 +114,7 @@ void BulkTransfer::WatchConnection() {
     int32_t wanted = WAIT_READ;
     if (!connection_->IsConnected())
         wanted = WAIT_WRITE;
-    else if (terminal_ && terminal_->WorkPending())
+    else if (terminal_->WorkPending())
         wanted |= WAIT_WRITE;
     if (wanted == watchedFlags_)
         return;
@@ -155,8 +153,7 @@ void BulkTransfer::Fail(const std::string& why) {
 void BulkTransfer::CloseConnection() {
     if (!connection_)
         return;
-    if (terminal_)
-        terminal_->Flush();  // a last acknowledgement still leaves
+    terminal_->Flush();  // a last acknowledgement still leaves
     PrintProgress("Closing peer connection");
     if (watchedFlags_ != 0)
         RemoveWaitableFileDescriptor(connection_->Socket());

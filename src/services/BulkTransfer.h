@@ -32,7 +32,7 @@ public:
     uint32_t GetStatus(uint8_t* progress) const;
 
 protected:
-    static constexpr size_t BACKLOG_LIMIT = 0x100000;
+    static constexpr size_t kBacklogLimit = 0x100000;
 
     BulkTransfer(Debuggable* parent, const char* workerName, const char* kind, const std::string& path,
                  uint32_t token);
@@ -52,9 +52,10 @@ protected:
     bool Initialize() final;
     bool Work() final;
 
-    /// Takes the connection over and watches it. Replaces the one before.
+    /// Takes the connection over, sets a terminal on it and watches it.
     void Adopt(std::unique_ptr<TCPConnection> connection);
     TCPConnection* Connection() { return connection_.get(); }
+    MessageTerminal& Terminal() { return *terminal_; }
     /// "bulk" sentences go out in this cycle if the connection takes them.
     void Say(uint32_t tag, const std::vector<VariantValue>& words, const char* failure);
     void RestartTimer();

@@ -20,20 +20,22 @@ namespace quarn {
 
 namespace {
 
-constexpr uint32_t LISTEN_LIMIT_MS = 1000;
+constexpr uint32_t kListenLimitMs = 1000;
 
 }  // namespace
 
 class BulkTransferReceiver::Impl final : public BulkTransfer {
 public:
-    Impl(Debuggable* parent, const std::string& path, uint32_t token, const IPAddress& address, uint16_t port)
+    Impl(Debuggable* parent, const std::string& path, uint32_t token, const IPAddress& address, uint16_t port,
+         const AllowedPeers& allowed)
         : BulkTransfer(parent, "bulk-recv", "BulkTransferReceiver", path, token),
           address_(address),
-          requestedPort_(port) {}
+          requestedPort_(port),
+          allowed_(allowed) {}
 
     void StartAndListen() {
         Start();
-        listenDecided_.WaitFor(LISTEN_LIMIT_MS);
+        listenDecided_.WaitFor(kListenLimitMs);
     }
 
     uint16_t Port() const { return port_; }
@@ -51,6 +53,7 @@ private:
             fstat(file_.Get(), &opened) == 0 && S_ISREG(opened.st_mode);  // a device is not ours to delete
         PrintProgress("Opened %s for writing", path_.c_str());
         listener_ = std::make_unique<TCPListener>(address_, requestedPort_);
+        listener_->SetAllowedPeers(allowed_);
         port_ = listener_->GetPort();
         PrintProgress("Listening on %s:%u", address_.ToString().c_str(), port_.load());
         AddWaitableFileDescriptor(listener_->Socket(), WAIT_READ, "listener");
@@ -176,6 +179,7 @@ private:
 
     const IPAddress address_;
     const uint16_t requestedPort_;
+    const AllowedPeers allowed_;
     std::unique_ptr<TCPListener> listener_;
     bool watchesListener_ = false;
     bool hasOpened_ = false;
@@ -186,8 +190,9 @@ private:
 };
 
 BulkTransferReceiver::BulkTransferReceiver(Debuggable* parent, const std::string& path, uint32_t token,
-                                           const IPAddress& listenAddress, uint16_t port)
-    : BulkTransferReceiver(std::make_unique<Impl>(parent, path, token, listenAddress, port)) {
+                                           const IPAddress& listenAddress, uint16_t port,
+                                           const AllowedPeers& allowed)
+    : BulkTransferReceiver(std::make_unique<Impl>(parent, path, token, listenAddress, port, allowed)) {
     impl_->StartAndListen();
 }
 

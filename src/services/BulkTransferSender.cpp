@@ -20,9 +20,9 @@ namespace quarn {
 namespace {
 
 // What surrounds the data of the largest part: the message's header and trailer, and the heads of two words.
-constexpr uint32_t PART_OVERHEAD = 7 + 2 + 5 + 4 + 5;
+constexpr uint32_t kPartOverhead = 7 + 2 + 5 + 4 + 5;
 // The announcement, which may still wait in a backlog beside the first part.
-constexpr uint32_t INIT_SIZE = 4 + 5 + 4 + 5 + 4 + 2;
+constexpr uint32_t kInitSize = 4 + 5 + 4 + 5 + 4 + 2;
 
 }  // namespace
 
@@ -47,7 +47,7 @@ private:
     }
 
     void CheckChunkSize() const {
-        constexpr uint32_t largest = BACKLOG_LIMIT - PART_OVERHEAD - INIT_SIZE;
+        constexpr uint32_t largest = kBacklogLimit - kPartOverhead - kInitSize;
         if (chunkSize_ == 0 || chunkSize_ > largest)
             throw MonitorException("A chunk size of %u bytes is not in the range 1..%u", chunkSize_, largest);
     }
@@ -75,7 +75,8 @@ private:
     bool Connect() override {
         if (isEstablished_)
             return true;
-        if (!Connection()->IsConnected() && !Connection()->Work(nullptr))
+        // Through the terminal: what the peer has said already is read along with the connecting.
+        if (!Connection()->IsConnected() && !Terminal().Work())
             throw MonitorException("Failed to connect");
         if (!Connection()->IsConnected())
             return false;

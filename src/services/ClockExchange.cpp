@@ -14,9 +14,9 @@ namespace quarn {
 
 namespace {
 
-constexpr size_t MAX_DISCARDED = 1000;
-constexpr uint32_t REPLY_LIMIT_MS = 10;
-constexpr int32_t POLL_INTERVAL_MS = 200;
+constexpr size_t kMaxDiscarded = 1000;
+constexpr uint32_t kReplyLimitMs = 10;
+constexpr int32_t kPollIntervalMs = 200;
 
 }  // namespace
 
@@ -25,7 +25,7 @@ size_t ClockExchange::DiscardLateReplies() {
     IPAddress from;
     uint16_t fromPort = 0;
     size_t count = 0;
-    while (count < MAX_DISCARDED && link_.Receive(bytes, from, fromPort) >= 0)
+    while (count < kMaxDiscarded && link_.Receive(bytes, from, fromPort) >= 0)
         ++count;
     return count;
 }
@@ -48,16 +48,16 @@ uint32_t ClockExchange::AskServer(uint16_t sequence, uint32_t& roundTrip) {
         const int error = errno;
         throw MonitorException("Send to %s failed: %s", server_.ToString().c_str(), ErrnoText(error).c_str());
     }
-    if (static_cast<size_t>(sent) != ClockPacket::SIZE)
-        throw MonitorException("Sent %zu of %zu bytes to %s", static_cast<size_t>(sent), ClockPacket::SIZE,
+    if (static_cast<size_t>(sent) != ClockPacket::kSize)
+        throw MonitorException("Sent %zu of %zu bytes to %s", static_cast<size_t>(sent), ClockPacket::kSize,
                                server_.ToString().c_str());
 
-    const int ready = link_.Wait(REPLY_LIMIT_MS);
+    const int ready = link_.Wait(kReplyLimitMs);
     if (ready < 0)
         throw MonitorException("Select failed: %s", ErrnoText(errno).c_str());
     const uint64_t end = link_.Now();
     if (ready == 0)
-        throw MonitorException("No response from server within %ums", REPLY_LIMIT_MS);
+        throw MonitorException("No response from server within %ums", kReplyLimitMs);
 
     ClockPacket::Bytes bytes;
     IPAddress from;
@@ -83,7 +83,7 @@ uint32_t ClockExchange::AverageWith(uint32_t roundTrip) {
 
 int32_t ClockPollInterval(int32_t random) {
     const int32_t jitter = random / 2 % 10;
-    return random % 2 != 0 ? POLL_INTERVAL_MS - jitter : POLL_INTERVAL_MS + jitter;
+    return random % 2 != 0 ? kPollIntervalMs - jitter : kPollIntervalMs + jitter;
 }
 
 }  // namespace quarn

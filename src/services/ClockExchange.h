@@ -20,7 +20,7 @@ public:
     virtual ssize_t Send(const ClockPacket::Bytes& bytes) = 0;
     /// Until a datagram waits: 1 when there is one, 0 when the time is over, -1 for a failure.
     virtual int Wait(uint32_t milliseconds) = 0;
-    /// Without waiting. Returns the datagram's own length, of which at most ClockPacket::SIZE bytes are
+    /// Without waiting. Returns the datagram's own length, of which at most ClockPacket::kSize bytes are
     /// stored, or -1.
     virtual ssize_t Receive(ClockPacket::Bytes& bytes, IPAddress& from, uint16_t& fromPort) = 0;
 

@@ -19,11 +19,11 @@ void WriteU16(uint8_t* bytes, uint16_t value) {
 }  // namespace
 
 ClockPacket ClockPacket::Decode(const Bytes& bytes, ssize_t length) {
-    constexpr auto expected = static_cast<ssize_t>(SIZE);
+    constexpr auto expected = static_cast<ssize_t>(kSize);
     if (length != expected)
         throw MonitorException("Got %zd byte%s; expected %zd", length, length == 1 ? "" : "s", expected);
-    if (const uint16_t magic = ReadU16(&bytes[0]); magic != MAGIC)
-        throw MonitorException("Bad magic number (got 0x%04X, expected 0x%04X)", magic, MAGIC);
+    if (const uint16_t magic = ReadU16(&bytes[0]); magic != kMagic)
+        throw MonitorException("Bad magic number (got 0x%04X, expected 0x%04X)", magic, kMagic);
     ClockPacket packet;
     packet.sequence = ReadU16(&bytes[2]);
     packet.time = ReadU16(&bytes[4]) | uint32_t{ReadU16(&bytes[6])} << 16;
@@ -32,7 +32,7 @@ ClockPacket ClockPacket::Decode(const Bytes& bytes, ssize_t length) {
 
 ClockPacket::Bytes ClockPacket::Encode() const {
     Bytes bytes;
-    WriteU16(&bytes[0], MAGIC);
+    WriteU16(&bytes[0], kMagic);
     WriteU16(&bytes[2], sequence);
     WriteU16(&bytes[4], static_cast<uint16_t>(time));
     WriteU16(&bytes[6], static_cast<uint16_t>(time >> 16));

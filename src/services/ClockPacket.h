@@ -12,9 +12,9 @@ class MicrosecondClock;
 
 /// The datagram between clock client and server, the same both ways: three little-endian numbers.
 struct ClockPacket {
-    static constexpr size_t SIZE = 8;
-    static constexpr uint16_t MAGIC = 0x4353;  // "SC" on the wire
-    using Bytes = std::array<uint8_t, SIZE>;
+    static constexpr size_t kSize = 8;
+    static constexpr uint16_t kMagic = 0x4353;  // "SC" on the wire
+    using Bytes = std::array<uint8_t, kSize>;
 
     /// Checks length and magic. `length` is the datagram's own, of which `bytes` may hold only the start.
     /// Throws MonitorException "Got %zd byte%s; expected %zd" or "Bad magic number (got 0x%04X, expected

@@ -26,7 +26,7 @@ public:
 
     /// As sendto(), errno included; never raises SIGPIPE.
     ssize_t Send(const ClockPacket::Bytes& bytes, const IPAddress& address, uint16_t port) const;
-    /// As recvfrom(), errno included. Returns the datagram's own length, of which at most ClockPacket::SIZE
+    /// As recvfrom(), errno included. Returns the datagram's own length, of which at most ClockPacket::kSize
     /// bytes are stored.
     ssize_t Receive(ClockPacket::Bytes& bytes, IPAddress& from, uint16_t& fromPort) const;
 

@@ -20,7 +20,7 @@ namespace quarn {
 
 namespace {
 
-constexpr uint32_t BIND_LIMIT_MS = 1000;
+constexpr uint32_t kBindLimitMs = 1000;
 
 }  // namespace
 
@@ -39,7 +39,7 @@ public:
 
     void StartAndBind() {
         Start();
-        bindDecided_.WaitFor(BIND_LIMIT_MS);
+        bindDecided_.WaitFor(kBindLimitMs);
     }
 
     IPAddress Local() const { return local_; }

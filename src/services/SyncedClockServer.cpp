@@ -19,18 +19,24 @@ namespace quarn {
 
 namespace {
 
-constexpr uint32_t BIND_LIMIT_MS = 1000;
+constexpr uint32_t kBindLimitMs = 1000;
 
 }  // namespace
 
 class SyncedClockServer::Impl final : public Debuggable, public Worker {
 public:
-    Impl(Debuggable* parent, const IPAddress& local, uint16_t port, const MicrosecondClock& clock)
-        : Debuggable(parent), Worker(this, "scs"), local_(local), requestedPort_(port), clock_(clock) {}
+    Impl(Debuggable* parent, const IPAddress& local, uint16_t port, const MicrosecondClock& clock,
+         const AllowedPeers& allowed)
+        : Debuggable(parent),
+          Worker(this, "scs"),
+          local_(local),
+          requestedPort_(port),
+          clock_(clock),
+          allowed_(allowed) {}
 
     void StartAndBind() {
         Start();
-        bindDecided_.WaitFor(BIND_LIMIT_MS);
+        bindDecided_.WaitFor(kBindLimitMs);
     }
 
     IPAddress Local() const { return local_; }
@@ -87,6 +93,12 @@ private:
         const ssize_t length = socket_.Receive(bytes, client, clientPort);
         if (length < 0)
             throw MonitorException("Read failed: %s", ErrnoText(errno).c_str());
+        if (!allowed_.Allows(client)) {
+            Print(DEBUG_WARN, __LINE__,
+                  Format("Turned away %s:%u, which is not an allowed peer", client.ToString().c_str(),
+                         clientPort));
+            return;
+        }
         const uint32_t time = AnswerTimeRequest(bytes, length, clock_);
         Send(bytes, client, clientPort);
         if (GetDebugLevel() >= 2)
@@ -115,6 +127,7 @@ private:
     const IPAddress local_;
     const uint16_t requestedPort_;
     const MicrosecondClock& clock_;
+    const AllowedPeers allowed_;
     ClockSocket socket_;
     bool watched_ = false;
     PermanentCondition bindDecided_;
@@ -123,8 +136,8 @@ private:
 };
 
 SyncedClockServer::SyncedClockServer(Debuggable* parent, const IPAddress& local, uint16_t port,
-                                     const MicrosecondClock& clock)
-    : SyncedClockServer(std::make_unique<Impl>(parent, local, port, clock)) {
+                                     const MicrosecondClock& clock, const AllowedPeers& allowed)
+    : SyncedClockServer(std::make_unique<Impl>(parent, local, port, clock, allowed)) {
     impl_->StartAndBind();
 }
 SyncedClockServer::SyncedClockServer(std::unique_ptr<Impl> impl)

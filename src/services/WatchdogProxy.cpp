@@ -13,8 +13,8 @@ namespace quarn {
 
 namespace {
 
-constexpr uint64_t PASS_INTERVAL_MS = 50;
-constexpr uint64_t UPDATE_INTERVAL_MS = 250;
+constexpr uint64_t kPassIntervalMs = 50;
+constexpr uint64_t kUpdateIntervalMs = 250;
 
 // Whether it is less than so many milliseconds ago; 0 is never.
 bool IsRecent(uint64_t tick, uint64_t milliseconds) {
@@ -31,10 +31,10 @@ public:
 
     bool Work() {
         const std::lock_guard guard(mutex_);
-        if (IsRecent(lastPass_, PASS_INTERVAL_MS))
+        if (IsRecent(lastPass_, kPassIntervalMs))
             return false;
         lastPass_ = Tick();
-        if (!Advance() || IsRecent(lastUpdate_, UPDATE_INTERVAL_MS))
+        if (!Advance() || IsRecent(lastUpdate_, kUpdateIntervalMs))
             return false;
         terminal_.Put(Format("update %s %jd", name_.c_str(), static_cast<intmax_t>(getpid())));
         lastUpdate_ = Tick();

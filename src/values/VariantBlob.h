@@ -50,7 +50,8 @@ public:
     uint8_t* Write(uint8_t* out) const {
         switch (type_) {
             case VariantType::STRING:
-                memcpy(out, Here<std::string>().data(), size_);
+                if (size_ > 0)  // otherwise there may be no place to write to
+                    memcpy(out, Here<std::string>().data(), size_);
                 break;
             case VariantType::UINT8_VECTOR:
                 // As many as were counted: a vector that its own blob is appended to has grown by now.

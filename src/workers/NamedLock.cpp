@@ -18,8 +18,8 @@ namespace quarn {
 
 namespace {
 
-constexpr uint64_t LIMIT_MS = 100;
-constexpr std::chrono::milliseconds RETRY_STEP(1);
+constexpr uint64_t kLimitMs = 100;
+constexpr std::chrono::milliseconds kRetryStep(1);
 
 }  // namespace
 
@@ -52,16 +52,18 @@ NamedLock::NamedLock(const std::string& name) : impl_(std::make_unique<Impl>(nam
 NamedLock::~NamedLock() = default;
 
 void NamedLock::Lock() {
-    const uint64_t start = Tick();
-    while (!impl_->TryLock()) {
+    uint64_t start = 0;
+    for (bool isFirstTry = true; !impl_->TryLock(); isFirstTry = false) {
         if (errno != EWOULDBLOCK && errno != EINTR)
             throw MonitorException("NamedLock: error locking %s: %s", impl_->path.c_str(),
                                    ErrnoText(errno).c_str());
+        if (isFirstTry)
+            start = Tick();  // a lock that is free costs no look at the clock
         const uint64_t elapsed = MillisecondsSince(start);
-        if (elapsed > LIMIT_MS)
+        if (elapsed > kLimitMs)
             throw MonitorException("NamedLock: attempt to lock %s timed out after %u ms", impl_->path.c_str(),
                                    static_cast<uint32_t>(elapsed));
-        std::this_thread::sleep_for(RETRY_STEP);
+        std::this_thread::sleep_for(kRetryStep);
     }
 }
 

@@ -13,8 +13,8 @@ namespace quarn {
 
 namespace {
 
-constexpr std::chrono::milliseconds LOCK_LIMIT(1000);
-constexpr uint32_t STOP_LIMIT_MS = 1000;
+constexpr std::chrono::milliseconds kLockLimit(1000);
+constexpr uint32_t kStopLimitMs = 1000;
 
 std::string FormatRuns(uint64_t runs, uint64_t elapsedUs) {
     if (elapsedUs == 0)
@@ -111,7 +111,7 @@ bool Worker::Impl::Reclaim() {
         if (leftToThread)
             return false;
     }
-    while (!exited.WaitFor(STOP_LIMIT_MS)) {
+    while (!exited.WaitFor(kStopLimitMs)) {
         // the thread is at its last line
     }
     return true;
@@ -148,7 +148,7 @@ void Worker::Impl::Stop() {
             return;
     }
     waitSet.Signal();
-    if (exited.WaitFor(STOP_LIMIT_MS)) {
+    if (exited.WaitFor(kStopLimitMs)) {
         joined.Raise();
         thread.join();
         hasThread = false;
@@ -175,7 +175,7 @@ OwnerLock::Outcome Worker::Impl::TryLock(std::chrono::milliseconds limit) {
 }
 
 bool Worker::Impl::Lock() {
-    const OwnerLock::Outcome outcome = TryLock(LOCK_LIMIT);
+    const OwnerLock::Outcome outcome = TryLock(kLockLimit);
     if (outcome == OwnerLock::Outcome::TIMED_OUT)
         throw MonitorException("Timed out waiting on mutex for worker \"%s\"", name.c_str());
     return outcome == OwnerLock::Outcome::LOCKED;

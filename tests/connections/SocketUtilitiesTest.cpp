@@ -9,18 +9,16 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <netinet/tcp.h>
 #include <string.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 using namespace SocketUtilities;
-using test::Link;
-using test::LOOPBACK;
-using test::ThrownMessage;
 
 TEST(SocketUtilities, DescribesBothEnds) {
     Link link;
@@ -47,7 +45,15 @@ TEST(SocketUtilities, SwitchesOneFlagAndSaysWhatFailed) {
     SetBlocking(socket.Socket(), false);
     EXPECT_EQ(fcntl(socket.Socket(), F_GETFL), O_RDWR | O_ASYNC | O_NONBLOCK);
 
+    SetSilenceLimit(socket.Socket(), 10);
+    unsigned limitMs = 0;
+    socklen_t length = sizeof limitMs;
+    EXPECT_EQ(getsockopt(socket.Socket(), IPPROTO_TCP, TCP_USER_TIMEOUT, &limitMs, &length), 0);
+    EXPECT_EQ(limitMs, 10000U);
+
     UDPSocket datagrams(LOOPBACK, 0);
+    EXPECT_EQ(ThrownMessage([&] { SetSilenceLimit(datagrams.Socket(), 10); }),
+              Describe(datagrams.Socket()) + ": setsockopt for silence limit failed: Protocol not available");
     EXPECT_EQ(ThrownMessage([] { SetBlocking(-1, true); }),
               "[no socket]: fcntl could not get file flags: Bad file descriptor");
     EXPECT_EQ(ThrownMessage([&] { SetNagle(datagrams.Socket(), false); }),
@@ -95,4 +101,4 @@ TEST(SocketUtilities, FillsAnFdSetWithinItsBounds) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -15,17 +15,10 @@
 
 #include <vector>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
-using test::BusyPort;
-using test::DebugCapture;
-using test::Link;
-using test::LOOPBACK;
-using test::WaitFor;
-using Lines = std::vector<std::string>;
-
-const std::string GONE = "Connection \"c\": permanently disconnected";
+const std::string kGone = "Connection \"c\": permanently disconnected";
 
 class Collector : public TCPConnectionReceiver {
 public:
@@ -51,21 +44,15 @@ TEST(TCPConnection, ReadsAtMost4096BytesAStep) {
 }
 
 TEST(TCPConnection, EndsWhenThePeerDoes) {
-    struct Case {
-        void (*end)(test::Peer&);
-        const char* line;
-    };
-    const Case cases[] = {
-        {[](test::Peer& peer) { peer.Close(); },
+    const std::pair<void (*)(Peer&), const char*> cases[] = {
+        {[](Peer& peer) { peer.ShutDown(); },
          "Connection \"c\": zero-byte read (probably shut down by peer)"},
-        {[](test::Peer& peer) { peer.ShutDown(); },
-         "Connection \"c\": zero-byte read (probably shut down by peer)"},
-        {[](test::Peer& peer) { peer.Reset(); }, "Connection \"c\": read failed: Connection reset by peer"},
+        {[](Peer& peer) { peer.Reset(); }, "Connection \"c\": read failed: Connection reset by peer"},
     };
-    for (const Case& c : cases) {
+    for (const auto& [end, line] : cases) {
         DebugCapture capture(DEBUG_WARN);
         Link link;
-        c.end(link.peer);
+        end(link.peer);
         ASSERT_TRUE(WaitFor(link.connection->Socket(), POLLIN));
         EXPECT_FALSE(link.connection->Work(nullptr));
         EXPECT_FALSE(link.connection->IsAlive());
@@ -73,7 +60,7 @@ TEST(TCPConnection, EndsWhenThePeerDoes) {
         EXPECT_EQ(link.connection->Send("x", 1), 0U);
         EXPECT_FALSE(link.connection->Work(nullptr));
         EXPECT_GE(link.connection->Socket(), 0);  // closed by the destructor, not before
-        EXPECT_EQ(capture.Lines(), Lines({c.line, GONE}));
+        EXPECT_EQ(capture.Lines(), Lines({line, kGone}));
     }
 }
 
@@ -93,14 +80,14 @@ TEST(TCPConnection, WritesPartlyAndSurvivesABrokenPipe) {
     ASSERT_TRUE(WaitFor(broken.connection->Socket(), POLLIN));
     EXPECT_EQ(broken.connection->Send("x", 1), 1U);  // the peer's answer is a reset
     ASSERT_TRUE(WaitFor(broken.connection->Socket(), POLLERR));
-    ASSERT_TRUE(test::Eventually([&] { return broken.connection->Send("x", 1) == 0; }));
+    ASSERT_TRUE(Eventually([&] { return broken.connection->Send("x", 1) == 0; }));
     EXPECT_FALSE(broken.connection->IsAlive());
     EXPECT_EQ(capture.Lines(), Lines({"Connection \"c\": write failed: Broken pipe"}));
 }
 
 TEST(TCPConnection, ConnectsOrIsRefusedAtOnce) {
     DebugCapture capture(DEBUG_WARN);
-    test::BusyPort closed;
+    BusyPort closed;
     closed.StopListening();
     TCPConnection refused("c", LOOPBACK, closed.Port());
     while (refused.Work(nullptr))
@@ -146,14 +133,14 @@ TEST(TCPConnection, IsRefusedLate) {
     EXPECT_EQ(connection.Send("x", 1), 0U);  // does not take the error that the next step reports
     EXPECT_FALSE(connection.Work(nullptr));
     EXPECT_FALSE(connection.Work(nullptr));
-    EXPECT_EQ(capture.Lines(), Lines({"Connection \"c\": failed during connect: Connection refused", GONE}));
+    EXPECT_EQ(capture.Lines(), Lines({"Connection \"c\": failed during connect: Connection refused", kGone}));
 }
 
 TEST(TCPConnection, GivesUpConnectingAfterASecond) {
     DebugCapture capture(DEBUG_WARN);
     BusyPort port;
     TCPConnection connection("c", LOOPBACK, port.Port());
-    EXPECT_TRUE(test::Eventually([&] { return !connection.Work(nullptr); }));
+    EXPECT_TRUE(Eventually([&] { return !connection.Work(nullptr); }));
     const Lines lines = capture.Lines();
     ASSERT_EQ(lines.size(), 1U);
     const long waited = strtol(lines[0].c_str() + lines[0].rfind("after ") + 6, nullptr, 10);
@@ -171,11 +158,10 @@ TEST(TCPSocket, TellsItsPendingErrorOnce) {
     EXPECT_EQ(same.Describe(), SocketUtilities::Describe(same.Socket()));
 
     TCPSocket uncreated(-1);
-    EXPECT_EQ(test::ThrownMessage([&] { uncreated.ErrorCheck(); }),
-              "Calling ErrorCheck on uncreated TCPSocket");
+    EXPECT_EQ(ThrownMessage([&] { uncreated.ErrorCheck(); }), "Calling ErrorCheck on uncreated TCPSocket");
     EXPECT_EQ(uncreated.Describe(), "[no socket]");
     EXPECT_FALSE(uncreated.SocketWritable());
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -17,13 +17,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using test::LOOPBACK;
-using test::Peer;
-using test::ThrownMessage;
-using test::WaitFor;
 
 TEST(TCPListener, NumbersAndNamesWhatItAccepts) {
     TCPListener listener(LOOPBACK, 0);
@@ -42,6 +37,26 @@ TEST(TCPListener, NumbersAndNamesWhatItAccepts) {
     }
 }
 
+TEST(TCPListener, TurnsAwayPeersThatAreNotAllowed) {
+    test::DebugCapture capture;
+    TCPListener listener(LOOPBACK, 0);
+    AllowedPeers allowed;
+    allowed.Add("127.0.0.2");
+    listener.SetAllowedPeers(allowed);
+    Peer stranger(listener.GetPort());
+    ASSERT_TRUE(WaitFor(listener.Socket(), POLLIN));
+    EXPECT_EQ(listener.Accept("x"), nullptr);
+    EXPECT_EQ(stranger.Read(1), "");  // closed
+    EXPECT_EQ(capture.Lines(), std::vector<std::string>{"TCPListener: Turned away 127.0.0.1:" +
+                                                        std::to_string(stranger.LocalPort()) +
+                                                        ", which is not an allowed peer"});
+    allowed.Add("127.0.0.0/24");
+    listener.SetAllowedPeers(allowed);
+    Peer friendly(listener.GetPort());
+    ASSERT_TRUE(WaitFor(listener.Socket(), POLLIN));
+    EXPECT_TRUE(std::unique_ptr<TCPConnection>(listener.Accept("x")));
+}
+
 TEST(TCPListener, SaysWhyItCannotListen) {
     const std::string message = ThrownMessage([] { TCPListener(IPAddress(std::string("192.0.2.1")), 4711); });
     EXPECT_EQ(message.substr(message.find(' ')),
@@ -52,7 +67,7 @@ TEST(TCPListener, SaysWhyItCannotListen) {
 }
 
 TEST(TCPListener, EverySocketIsClosedOnExecNonBlockingAndPrompt) {
-    test::Link link;
+    Link link;
     TCPConnection client("client", LOOPBACK, link.listener.GetPort());
     UDPSocket datagrams(LOOPBACK, 0);
     for (const int fd :
@@ -69,8 +84,8 @@ TEST(TCPListener, EverySocketIsClosedOnExecNonBlockingAndPrompt) {
 }
 
 TEST(TCPListener, TenThousandConnectionsLeakNothing) {
-    test::DebugCapture capture;
-    const size_t before = test::CountDescriptors();
+    DebugCapture capture;
+    const size_t before = CountDescriptors();
     {
         TCPListener listener(LOOPBACK, 0);
         for (int i = 0; i < 10000; ++i) {
@@ -78,18 +93,18 @@ TEST(TCPListener, TenThousandConnectionsLeakNothing) {
             ASSERT_TRUE(WaitFor(listener.Socket(), POLLIN));
             const std::unique_ptr<TCPConnection> accepted(listener.Accept("$peer$"));
             ASSERT_TRUE(accepted);
-            test::ResetOnClose(client.Socket());  // leaves the ephemeral ports free
+            ResetOnClose(client.Socket());  // leaves the ephemeral ports free
         }
     }
-    EXPECT_EQ(test::CountDescriptors(), before);
-    EXPECT_EQ(capture.RawLines(), std::vector<std::string>());
+    EXPECT_EQ(CountDescriptors(), before);
+    EXPECT_EQ(capture.RawLines(), Lines());
 }
 
 TEST(TCPListener, ConstructorsThatFailLeakNothing) {
     TCPListener listener(LOOPBACK, 0);
     UDPSocket datagrams(LOOPBACK, 0);
-    const uint16_t port = test::PortOf(datagrams.Socket());
-    const size_t before = test::CountDescriptors();
+    const uint16_t port = PortOf(datagrams.Socket());
+    const size_t before = CountDescriptors();
     const auto pipeEnd = [] {
         int ends[2] = {-1, -1};
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
@@ -102,8 +117,8 @@ TEST(TCPListener, ConstructorsThatFailLeakNothing) {
     EXPECT_EQ(ThrownMessage([&] { UDPSocket socket(LOOPBACK, port); }),
               "Failed to bind socket to 127.0.0.1:" + std::to_string(port) + ": Address already in use");
     ThrownMessage([] { TCPListener refused(IPAddress(std::string("192.0.2.1")), 1); });
-    EXPECT_EQ(test::CountDescriptors(), before);
+    EXPECT_EQ(CountDescriptors(), before);
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -9,12 +9,8 @@
 #include <poll.h>
 #include <unistd.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using test::LOOPBACK;
-using test::PortOf;
-using test::ThrownMessage;
 
 TEST(UDPSocket, ReturnsTheWholeLengthOfATruncatedDatagram) {
     UDPSocket a(LOOPBACK, 0), b(LOOPBACK, 0);
@@ -28,7 +24,7 @@ TEST(UDPSocket, ReturnsTheWholeLengthOfATruncatedDatagram) {
 
     EXPECT_EQ(a.Send(datagram.data(), datagram.size(), LOOPBACK, PortOf(b.Socket())), 100U);
     EXPECT_EQ(a.Send("next", 4, LOOPBACK, PortOf(b.Socket())), 4U);
-    ASSERT_TRUE(test::WaitFor(b.Socket(), POLLIN));
+    ASSERT_TRUE(WaitFor(b.Socket(), POLLIN));
     EXPECT_EQ(b.Receive(buffer, 9, &from, &fromPort), 100U);
     EXPECT_STREQ(buffer, "ddddddddd-");
     EXPECT_EQ(from, LOOPBACK);
@@ -38,7 +34,7 @@ TEST(UDPSocket, ReturnsTheWholeLengthOfATruncatedDatagram) {
 }
 
 TEST(UDPSocket, ThrowsWhatCannotBeSentAndReportsItsEnd) {
-    test::DebugCapture capture(DEBUG_ERR);
+    DebugCapture capture(DEBUG_ERR);
     int fd = -1;
     {
         UDPSocket socket(LOOPBACK, 0);
@@ -60,4 +56,4 @@ TEST(UDPSocket, ThrowsWhatCannotBeSentAndReportsItsEnd) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

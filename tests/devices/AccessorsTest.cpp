@@ -3,6 +3,7 @@
 #include <quarn/MonitorException.h>
 
 #include "support/DebugCapture.h"
+#include "support/HeapInUse.h"
 #include "support/TempDirectory.h"
 #include "support/ThrownMessage.h"
 
@@ -15,6 +16,7 @@ namespace quarn {
 namespace {
 
 using test::DebugCapture;
+using test::HeapInUse;
 using test::TempDirectory;
 using test::ThrownMessage;
 
@@ -185,11 +187,14 @@ TEST(AccessorsTest, SurvivesRandomBytes) {
     ScriptedAccessor i2c({"i2c"}, {}, {"i2c"});
     Accessors accessors;
     accessors.Add(i2c);
+    const size_t before = HeapInUse();
     accessors.Configure(directory.File("c"));
     ASSERT_FALSE(i2c.notes.empty());
     EXPECT_EQ(i2c.notes.back(), "i2c|end");
     for (size_t start = 0; start < bytes.size(); start += 65536)
         ASSERT_EQ(accessors.Execute(bytes.substr(start, 65536)).back(), "\x04");
+    i2c.notes = {};
+    EXPECT_LT(HeapInUse(), before + 1000000);
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #include <quarn/FpgaMicrosecondClock.h>
 #include <quarn/LocalTime.h>
 #include <quarn/MicrosecondClockHardware.h>
+#include <quarn/sim/SimulatedBoard.h>
 
-#include "support/FakeRegisters.h"
 #include "support/ThrownMessage.h"
 
 #include <gmock/gmock.h>
@@ -11,29 +11,40 @@
 #include <errno.h>
 #include <stdio.h>
 
+#include <optional>
+
 namespace quarn {
 namespace {
 
-using test::Call;
-using test::FakeRegisters;
+using sim::Call;
+using sim::SimulatedBoard;
 using test::ThrownMessage;
 using testing::ElementsAre;
 
 constexpr uint64_t kTimer = 0xFF110000;
 constexpr uint64_t kCounter = 0xA0000040;
 
-/// A clock over a counter that goes on by 10 whenever it is read.
+/// A clock over a running counter that has gone on by 10 whenever it is read.
 template <class Clock>
 struct Bench {
     explicit Bench(uint32_t start) {
-        io.SetWord(kTimer + 0x30, 24);
-        io.SetWord(kTimer + 0x24, 25);
-        io.MakeCounter(kIsTimer ? kTimer + 0x1C : kCounter, start, 10);
+        io.SetClock([this] { return now += step; });
+        io.AddMemory(address & ~uint64_t{0xFFF}, 4096);
+        if (kIsTimer)
+            io.AddTimer(address);
+        else
+            io.AddCounter(address, 1000000);
+        io.TakeAccesses();
+        clock.emplace(address, io);
+        io.SetWord(kIsTimer ? address + 0x1C : address, start - 10);
     }
 
     static constexpr bool kIsTimer = std::is_same_v<Clock, MicrosecondClockHardware>;
-    FakeRegisters io;
-    Clock clock{kIsTimer ? kTimer : kCounter, io};
+    const uint64_t address = kIsTimer ? kTimer : kCounter;
+    uint64_t now = 0;
+    uint64_t step = 10000;  // nanoseconds
+    SimulatedBoard io;
+    std::optional<Clock> clock;
 };
 
 template <class Clock>
@@ -43,10 +54,10 @@ TYPED_TEST_SUITE(MappedClockTest, Clocks);
 
 TYPED_TEST(MappedClockTest, CountsFromWhatItIsSetTo) {
     Bench<TypeParam> bench(0xFFFFFFF0);
-    SettableMicrosecondClock& clock = bench.clock;
+    SettableMicrosecondClock& clock = *bench.clock;
     EXPECT_EQ(clock.GetAdjustment(), 0u);
     EXPECT_EQ(clock.GetMicrosecondClock(), 0xFFFFFFF0u);
-    bench.clock.SetAdjustment(0x20);
+    bench.clock->SetAdjustment(0x20);
     EXPECT_EQ(clock.GetMicrosecondClock(), 0x1Au);  // 0xFFFFFFFA + 0x20
     bench.io.TakeAccesses();
     // The time before is of the first reading, 4, and the clock is set by the second one, 14.
@@ -58,11 +69,11 @@ TYPED_TEST(MappedClockTest, CountsFromWhatItIsSetTo) {
 
 TYPED_TEST(MappedClockTest, ShowsAndChecksOnTheConsole) {
     Bench<TypeParam> bench(0xFFFFFFF8);
-    bench.clock.SetAdjustment(0xAB);
-    EXPECT_THAT(bench.clock.Execute("c", {"show"}),
+    bench.clock->SetAdjustment(0xAB);
+    EXPECT_THAT(bench.clock->Execute("c", {"show"}),
                 ElementsAre("0x000000AB (adjustment)", "0x000000A3 (effective)"));
     const uint64_t start = Tick();
-    const std::list<std::string> checked = bench.clock.Execute("c", {"check"});
+    const std::list<std::string> checked = bench.clock->Execute("c", {"check"});
     const uint64_t most = Tick() - start;
     uint32_t counts;
     uint64_t ticks;
@@ -71,16 +82,18 @@ TYPED_TEST(MappedClockTest, ShowsAndChecksOnTheConsole) {
     EXPECT_EQ(counts, 10u);
     EXPECT_GE(ticks, 1000u);
     EXPECT_LE(ticks, most);
-    EXPECT_EQ(ThrownMessage([&] { bench.clock.Execute("c", {"shw"}); }),
+    EXPECT_EQ(ThrownMessage([&] { bench.clock->Execute("c", {"shw"}); }),
               "\"c\" command has no \"shw\" subcommand");
     EXPECT_EQ(ThrownMessage([&] {
-                  bench.clock.Execute("c", {"show", "x"});
+                  bench.clock->Execute("c", {"show", "x"});
               }),
               "\"c show\" command requires no arguments");
 }
 
 TEST(MicrosecondClockHardwareTest, SetsTheTimerUpUnlessItRunsAlready) {
-    FakeRegisters io;
+    SimulatedBoard io;
+    io.AddMemory(kTimer, 4096);
+    io.TakeAccesses();
     const std::vector<std::string> writes = {"w 0xFF11000C 0x1",  "w 0xFF110010 0x1",  "w 0xFF110014 0x1",
                                              "w 0xFF110004 0x20", "w 0xFF110010 0x20", "w 0xFF110000 0x20",
                                              "w 0xFF110030 0x18", "w 0xFF110024 0x19", "w 0xFF11000C 0xA"};
@@ -96,20 +109,21 @@ TEST(MicrosecondClockHardwareTest, SetsTheTimerUpUnlessItRunsAlready) {
         io.SetWord(kTimer + offset, 26);
         EXPECT_EQ(construct(), writes) << offset;
     }
-    EXPECT_EQ(io.TakeMappings().front(), "0xFF110000 +4096");
-    EXPECT_EQ(io.Mapped(), 0u);
+    EXPECT_EQ(io.Held(), 0u);
     io.Fail(Call::OPEN, EACCES);
     EXPECT_EQ(ThrownMessage(construct), "Could not open /dev/mem: Permission denied");
 }
 
 TEST(MicrosecondClockHardwareTest, ShowsItsCountersAndExplainsItsCommand) {
-    Bench<MicrosecondClockHardware> bench(0x89ABCDEF);
+    Bench<MicrosecondClockHardware> bench(0);
+    bench.step = 0;
     bench.io.SetWord(kTimer + 0x18, 0x11);
-    bench.clock.SetAdjustment(1);
-    EXPECT_THAT(bench.clock.Execute("sch", {"raw"}),
+    bench.io.SetWord(kTimer + 0x1C, 0x89ABCDEF);
+    bench.clock->SetAdjustment(1);
+    EXPECT_THAT(bench.clock->Execute("sch", {"raw"}),
                 ElementsAre("0x00000011 (divide-by-26)", "0x89ABCDEF (free run)"));
-    EXPECT_THAT(bench.clock.GetConsoleCommands(false), ElementsAre("sch"));
-    EXPECT_THAT(bench.clock.Execute("s", {}),
+    EXPECT_THAT(bench.clock->GetConsoleCommands(false), ElementsAre("sch"));
+    EXPECT_THAT(bench.clock->Execute("s", {}),
                 ElementsAre("sch: Microsecond clock hardware access", "",
                             "s show            show adjustment and effective time",
                             "s raw             show register counts",
@@ -119,12 +133,12 @@ TEST(MicrosecondClockHardwareTest, ShowsItsCountersAndExplainsItsCommand) {
 TEST(FpgaMicrosecondClockTest, ExplainsItsCommandWhichHasNoRawCounts) {
     Bench<FpgaMicrosecondClock> bench(0);
     EXPECT_THAT(bench.io.TakeAccesses(), ElementsAre());
-    EXPECT_THAT(bench.clock.GetConsoleCommands(false), ElementsAre("uclk"));
-    EXPECT_THAT(bench.clock.Execute("u", {}),
+    EXPECT_THAT(bench.clock->GetConsoleCommands(false), ElementsAre("uclk"));
+    EXPECT_THAT(bench.clock->Execute("u", {}),
                 ElementsAre("uclk: FPGA Microsecond clock access", "",
                             "u show            show adjustment and effective time",
                             "u check           check against tick counter"));
-    EXPECT_EQ(ThrownMessage([&] { bench.clock.Execute("uclk", {"raw"}); }),
+    EXPECT_EQ(ThrownMessage([&] { bench.clock->Execute("uclk", {"raw"}); }),
               "\"uclk\" command has no \"raw\" subcommand");
 }
 

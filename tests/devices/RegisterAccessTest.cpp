@@ -1,8 +1,8 @@
 #include <quarn/Parse.h>
 #include <quarn/RegisterAccess.h>
+#include <quarn/sim/SimulatedBoard.h>
 
 #include "support/DebugCapture.h"
-#include "support/FakeRegisters.h"
 #include "support/ThrownMessage.h"
 
 #include <gmock/gmock.h>
@@ -15,15 +15,21 @@
 namespace quarn {
 namespace {
 
-using test::Call;
+using sim::Call;
+using sim::SimulatedBoard;
 using test::DebugCapture;
-using test::FakeRegisters;
 using test::ThrownMessage;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 class RegisterAccessTest : public testing::Test {
 protected:
+    RegisterAccessTest() {
+        io_.AddMemory(0x1000, 0x2000);
+        io_.AddMemory(0xA0000000, 0x2000);
+        io_.TakeAccesses();
+    }
+
     std::string Add(const std::string& line) {
         return ThrownMessage([&] { registers_.Configure("reg", Tokenize(line)); });
     }
@@ -36,7 +42,7 @@ protected:
         return ThrownMessage([&] { Run(line); });
     }
 
-    FakeRegisters io_;
+    SimulatedBoard io_;
     RegisterAccess registers_{io_};
 };
 
@@ -89,15 +95,14 @@ TEST_F(RegisterAccessTest, RefusesWhatAFieldCannotDoWithoutTouchingIt) {
 
 TEST_F(RegisterAccessTest, MapsEachPageOnce) {
     AddAll({"0xA0000FFC 0 r last", "0xA0000000 31:0 r first", "0xA0002000 - - unmapped", "0xA0001000 5:1 r"});
-    EXPECT_THAT(io_.TakeMappings(), ElementsAre("0xA0000000 +4096", "0xA0001000 +4096"));
-    EXPECT_EQ(io_.Count(Call::OPEN), io_.Count(Call::CLOSE));
+    EXPECT_EQ(io_.Count(Call::MAP), 2u);
+    EXPECT_EQ(io_.Held(), 2u);  // no descriptors
     io_.SetWord(0xA0000FFC, 1);
     EXPECT_EQ(registers_.Get("last"), 1u);
 }
 
 TEST_F(RegisterAccessTest, RefusesDefectiveLines) {
     AddAll({"0x1000 0 rw taken other"});
-    io_.TakeMappings();
     const struct {
         const char* line;
         const char* message;
@@ -124,8 +129,7 @@ TEST_F(RegisterAccessTest, RefusesDefectiveLines) {
     EXPECT_EQ(Add("0x2004 0 rw f"), "REG: Could not open /dev/mem: Permission denied");
     io_.Fail(Call::MAP, EPERM);
     EXPECT_EQ(Add("0x2004 0 rw f"), "REG: Could not map page [0x0x2000..0x0x3000): Operation not permitted");
-    EXPECT_EQ(io_.Count(Call::OPEN), io_.Count(Call::CLOSE) + 1);
-    EXPECT_THAT(io_.TakeMappings(), IsEmpty());
+    EXPECT_EQ(io_.Held(), 1u);  // the page of the first one
     // Nothing of all that is left behind.
     EXPECT_THAT(Run("f"), ElementsAre("REG: no matching registers"));
     EXPECT_EQ(Add("0x2004 0 rw f"), "(nothing thrown)");
@@ -168,7 +172,8 @@ TEST_F(RegisterAccessTest, ExplainsItsCommand) {
 }
 
 TEST(RegisterAccessLifeTest, UnmapsItsPagesAndPrintsWhatFails) {
-    FakeRegisters io;
+    SimulatedBoard io;
+    io.AddMemory(0x1000, 0x2000);
     DebugCapture debug(DEBUG_ERR);
     {
         RegisterAccess registers(io);
@@ -177,7 +182,7 @@ TEST(RegisterAccessLifeTest, UnmapsItsPagesAndPrintsWhatFails) {
         io.Fail(Call::UNMAP, EINVAL);
     }
     EXPECT_THAT(debug.Lines(), ElementsAre("REG: munmap failed: Invalid argument"));
-    EXPECT_EQ(io.Mapped(), 1u);
+    EXPECT_EQ(io.Held(), 1u);
 }
 
 }  // namespace

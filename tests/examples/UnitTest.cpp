@@ -26,6 +26,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <list>
 #include <random>
 
 namespace unit {
@@ -36,14 +37,17 @@ using quarn::test::DebugCapture;
 using quarn::test::Eventually;
 using quarn::test::ThrownMessage;
 
-constexpr int DEADLINE_MS = 10000;
+constexpr int kDeadlineMs = 10000;
 
 /// A unit that runs from construction to destruction.
 struct RunningUnit {
     explicit RunningUnit(const std::vector<Endpoint>& links = {}, const Endpoint& listen = ParseListener("0"),
                          size_t maxPeers = 8)
         : RunningUnit(Options(links, listen, maxPeers)) {}
-    explicit RunningUnit(const UnitOptions& options) : unit(nullptr, options, [] {}) { unit.Start(); }
+    explicit RunningUnit(const UnitOptions& options)
+        : unit(nullptr, options, quarn::DeviceIO::System(), [] {}) {
+        unit.Start();
+    }
     ~RunningUnit() { unit.Stop(); }
 
     static UnitOptions Options(const std::vector<Endpoint>& links, const Endpoint& listen, size_t maxPeers) {
@@ -63,7 +67,7 @@ std::string Ask(UnitClient& client, const std::string& key) {
     client.Say(QUERY, {VariantValue(key)});
     std::string text = "(no answer)";
     for (;;) {
-        const auto sentence = client.Receive(DEADLINE_MS);
+        const auto sentence = client.Receive(kDeadlineMs);
         if (sentence && sentence->GetDetails().GetTag() == VALUE)
             text = sentence->Word(2).As<std::string>();
         if (sentence && sentence->GetDetails().GetTag() == DONE)
@@ -79,7 +83,7 @@ void Set(UnitClient& client, const std::string& key, const std::string& text) {
 bool Becomes(UnitClient& client, const std::string& key, const std::string& text) {
     const uint64_t start = quarn::Tick();
     while (Ask(client, key) != text)
-        if (quarn::MillisecondsSince(start) > DEADLINE_MS)
+        if (quarn::MillisecondsSince(start) > kDeadlineMs)
             return false;
     return true;
 }
@@ -116,7 +120,7 @@ public:
     bool IsClosedByUnit() const {
         pollfd readable{fd_, POLLIN, 0};
         char byte;
-        return poll(&readable, 1, DEADLINE_MS) > 0 && recv(fd_, &byte, 1, MSG_DONTWAIT) <= 0;
+        return poll(&readable, 1, kDeadlineMs) > 0 && recv(fd_, &byte, 1, MSG_DONTWAIT) <= 0;
     }
 
 private:
@@ -157,9 +161,9 @@ size_t ResidentKiB() {
 }
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr size_t ALLOWED_GROWTH_KIB = 1 << 20;  // the sanitizer's own memory
+constexpr size_t kAllowedGrowthKiB = 1 << 20;  // the sanitizer's own memory
 #else
-constexpr size_t ALLOWED_GROWTH_KIB = 8192;
+constexpr size_t kAllowedGrowthKiB = 8192;
 #endif
 
 TEST(UnitTest, SetsTellsAndRefuses) {
@@ -169,13 +173,13 @@ TEST(UnitTest, SetsTellsAndRefuses) {
     UnitClient watcher(unit.Address(), 2000);
     watcher.Say(SUBSCRIBE, {VariantValue(std::vector<std::string>{"rf.pairing-code", "audio.out*"})});
     for (const char* key : {"rf.pairing-code", "audio.outputs"}) {
-        ASSERT_EQ(watcher.Receive(DEADLINE_MS), nullptr);
+        ASSERT_EQ(watcher.Receive(kDeadlineMs), nullptr);
         EXPECT_EQ(watcher.Received().ToVariable(watcher.Dictionary()).GetDetails().GetKey(), key);
     }
 
     Set(client, "audio.gain-db", "-3");  // the watcher did not ask for it
     Set(client, "audio.outputs", "main \"front left\"");
-    ASSERT_EQ(watcher.Receive(DEADLINE_MS), nullptr);
+    ASSERT_EQ(watcher.Receive(kDeadlineMs), nullptr);
     EXPECT_EQ(watcher.Received().ToVariable(watcher.Dictionary()).GetValue().ToString(), "main front left");
     EXPECT_EQ(Ask(client, "audio.gain-db"), "-3.000000");
 
@@ -183,7 +187,7 @@ TEST(UnitTest, SetsTellsAndRefuses) {
     const auto answerTo = [&](auto&& say) {
         return ThrownMessage([&] {
             say();
-            client.Receive(DEADLINE_MS);
+            client.Receive(kDeadlineMs);
         });
     };
     EXPECT_EQ(answerTo([&] { Set(client, "rf.rssi-dbm", "1"); }),
@@ -224,10 +228,10 @@ TEST(UnitTest, BadPeersCostNothingButTheirOwnConnection) {
             Set(honest, "audio.delay-samples", std::to_string(round));
             ASSERT_EQ(Ask(honest, "audio.delay-samples"), std::to_string(round));
         }
-        EXPECT_LT(ResidentKiB(), resident + ALLOWED_GROWTH_KIB);
+        EXPECT_LT(ResidentKiB(), resident + kAllowedGrowthKiB);
     }
     const uint64_t start = quarn::Tick();
-    while (quarn::test::CountDescriptors() != descriptors && quarn::MillisecondsSince(start) < DEADLINE_MS)
+    while (quarn::test::CountDescriptors() != descriptors && quarn::MillisecondsSince(start) < kDeadlineMs)
         Ask(honest, "audio.delay-samples");
     EXPECT_EQ(quarn::test::CountDescriptors(), descriptors);
     EXPECT_EQ(Ask(honest, "audio.gain-db"), "1.000000");
@@ -243,6 +247,28 @@ TEST(UnitTest, TurnsAwayMorePeersThanItWants) {
     EXPECT_TRUE(Stranger(unit.Address()).IsClosedByUnit());
     EXPECT_EQ(debug.CountContaining("2 peers are enough"), 1U);
     EXPECT_EQ(Ask(first, "rf.channel"), "1");
+}
+
+TEST(UnitTest, LetsNoCrowdAtTheDoorHoldUpThoseInside) {
+    DebugCapture debug;
+    RunningUnit running({}, ParseListener("0"), 1);
+    UnitClient inside(running.Address(), kDeadlineMs);
+    Ask(inside, "rf.channel");
+    std::list<Stranger> crowd;
+    ASSERT_TRUE(running.unit.Lock());
+    for (int i = 0; i < 60; ++i)
+        crowd.emplace_back(running.Address());
+    Set(inside, "rf.channel", "7");
+    running.unit.Unlock();
+    ASSERT_TRUE(crowd.back().IsClosedByUnit());
+    ASSERT_TRUE(Becomes(inside, "rf.channel", "7"));
+    size_t turnedAwayBefore = 0;
+    for (const std::string& line : debug.Lines()) {
+        if (line.starts_with("rf.channel is \"7\""))
+            break;
+        turnedAwayBefore += line.starts_with("Turned away ");
+    }
+    EXPECT_LE(turnedAwayBefore, 2 * 16u);  // what had come when the unit last looked, and once more
 }
 
 TEST(UnitTest, MirrorsBothWaysAndFindsItsPeerAgain) {
@@ -322,34 +348,41 @@ TEST(UnitTest, TakesFilesIntoItsFolderOnly) {
         UnitClient client(closed.Address(), 2000);
         client.Say(OFFER, {VariantValue("image.bin")});
         EXPECT_EQ(
-            ThrownMessage([&] { client.Receive(DEADLINE_MS); }),
+            ThrownMessage([&] { client.Receive(kDeadlineMs); }),
             "The unit at " + closed.Address().ToString() + " refused: offer: this unit receives no files");
     }
     options.inbox = folder.Path();
+    const std::vector<std::string> strangers = {".0123ABCD.part", ".other.0123abcd.part", ".other.part"};
+    for (const std::string& name : strangers)
+        folder.Write(name, "");
+    folder.Write(".left.0123ABCD.part", "of a unit that was killed");
     RunningUnit unit(options);
+    EXPECT_EQ(folder.Names(), strangers);
+    for (const std::string& name : strangers)
+        remove(folder.File(name).c_str());
     UnitClient client(unit.Address(), 2000);
     for (const std::string name : {"", ".", "..", "../x", "/etc/x", "a/b", "a..b", ".hidden"}) {
         client.Say(OFFER, {VariantValue(name)});
-        EXPECT_EQ(ThrownMessage([&] { client.Receive(DEADLINE_MS); }),
+        EXPECT_EQ(ThrownMessage([&] { client.Receive(kDeadlineMs); }),
                   "The unit at " + unit.Address().ToString() + " refused: offer: \"" + name +
                       "\" is not a name for a received file");
     }
     const std::string contents = Garbage(300000);
     folder.Write("source", contents);
     client.Say(OFFER, {VariantValue("image.bin")});
-    const auto accepted = client.Receive(DEADLINE_MS);
+    const auto accepted = client.Receive(kDeadlineMs);
     ASSERT_EQ(accepted->GetDetails().GetTag(), ACCEPTED);
     const quarn::BulkTransferSender sender(nullptr, folder.File("source"), accepted->Word(0).As<uint32_t>(),
                                            unit.Address().address, accepted->Word(1).As<uint16_t>(), 65536);
-    const auto arrived = client.Receive(DEADLINE_MS);
+    const auto arrived = client.Receive(kDeadlineMs);
     ASSERT_EQ(arrived->GetDetails().GetTag(), ARRIVED);
     EXPECT_TRUE(arrived->Word(1).As<bool>());
     EXPECT_EQ(folder.Names(), (std::vector<std::string>{"image.bin", "source"}));
     EXPECT_TRUE(folder.Read("image.bin") == contents);
 
     client.Say(OFFER, {VariantValue("image.bin")});  // and then nobody sends it
-    ASSERT_EQ(client.Receive(DEADLINE_MS)->GetDetails().GetTag(), ACCEPTED);
-    EXPECT_FALSE(client.Receive(DEADLINE_MS)->Word(1).As<bool>());
+    ASSERT_EQ(client.Receive(kDeadlineMs)->GetDetails().GetTag(), ACCEPTED);
+    EXPECT_FALSE(client.Receive(kDeadlineMs)->Word(1).As<bool>());
     EXPECT_EQ(folder.Names(), (std::vector<std::string>{"image.bin", "source"}));
     EXPECT_TRUE(folder.Read("image.bin") == contents);
 }

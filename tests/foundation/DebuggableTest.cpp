@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 TEST(DebuggableTest, SharesTheLevelOfTheRoot) {
@@ -21,4 +21,4 @@ TEST(DebuggableTest, SharesTheLevelOfTheRoot) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

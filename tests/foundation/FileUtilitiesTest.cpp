@@ -8,13 +8,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
-using Names = std::vector<std::string>;
-
 TEST(FileUtilitiesTest, RemovesATreeAndNothingOutside) {
-    const test::TempDirectory directory;
+    const TempDirectory directory;
     FileUtilities::CreateDirectory(directory.File("outside"));
     directory.Write("outside/kept", "kept");
     FileUtilities::CreateDirectory(directory.File("tree"));
@@ -24,7 +22,7 @@ TEST(FileUtilitiesTest, RemovesATreeAndNothingOutside) {
     ASSERT_EQ(symlink("../outside", directory.File("tree/link").c_str()), 0);
     ASSERT_EQ(symlink("nowhere", directory.File("tree/below/dangling").c_str()), 0);
     FileUtilities::RemoveDirectoryAndContents(directory.File("tree"));
-    EXPECT_EQ(directory.Names(), Names{"outside"});
+    EXPECT_EQ(directory.Names(), Lines{"outside"});
     EXPECT_EQ(directory.Read("outside/kept"), "kept");
 
     ASSERT_EQ(symlink("outside", directory.File("link").c_str()), 0);
@@ -36,27 +34,18 @@ TEST(FileUtilitiesTest, RemovesATreeAndNothingOutside) {
     };
     for (const auto& [name, reason] : refused) {
         const std::string path = directory.File(name);
-        EXPECT_EQ(test::ThrownMessage([&] { FileUtilities::RemoveDirectoryAndContents(path); }),
+        EXPECT_EQ(ThrownMessage([&] { FileUtilities::RemoveDirectoryAndContents(path); }),
                   "Could not remove \"" + path.substr(0, path.find_last_not_of('/') + 1) + "\": " + reason);
     }
-    EXPECT_EQ(directory.Read("outside/kept"), "kept");
+    EXPECT_EQ(FileUtilities::GetFileSize(directory.File("link/kept")), 4u);
+    EXPECT_EQ(ThrownMessage([&] { FileUtilities::GetFileSize(directory.File("missing")); }),
+              "Could not get the size of \"" + directory.File("missing") + "\": No such file or directory");
     FileUtilities::RemoveDirectoryAndContents(directory.File("outside//"));
-    EXPECT_EQ(directory.Names(), Names{"link"});
-}
-
-TEST(FileUtilitiesTest, CreatesOneDirectory) {
-    const test::TempDirectory directory;
-    const auto thrown = [&](const char* name) {
-        return test::ThrownMessage([&] { FileUtilities::CreateDirectory(directory.File(name)); });
-    };
-    const std::string where = "Could not create directory \"" + directory.Path();
-    EXPECT_EQ(thrown("new"), "(nothing thrown)");
-    EXPECT_EQ(thrown("new"), where + "/new\": File exists");
-    EXPECT_EQ(thrown("a/b"), where + "/a/b\": No such file or directory");
+    EXPECT_EQ(directory.Names(), Lines{"link"});
 }
 
 TEST(FileUtilitiesTest, CopiesBytesToAFreeName) {
-    const test::TempDirectory directory;
+    const TempDirectory directory;
     std::string bytes;
     for (size_t i = 0; i < 200001; ++i)
         bytes += static_cast<char>(i * 31 + i / 256);
@@ -64,11 +53,7 @@ TEST(FileUtilitiesTest, CopiesBytesToAFreeName) {
     chmod(directory.File("from").c_str(), 0640);
     FileUtilities::CreateDirectory(directory.File("directory"));
     const auto thrown = [&](const char* from, const char* to) {
-        return test::ThrownMessage(
-            [&] { FileUtilities::CopyFile(directory.File(from), directory.File(to)); });
-    };
-    const auto message = [&](const char* from, const char* to, const char* reason) {
-        return "Could not copy \"" + directory.File(from) + "\" to \"" + directory.File(to) + "\": " + reason;
+        return ThrownMessage([&] { FileUtilities::CopyFile(directory.File(from), directory.File(to)); });
     };
     EXPECT_EQ(thrown("from", "to"), "(nothing thrown)");
     EXPECT_TRUE(directory.Read("to") == bytes);
@@ -76,13 +61,18 @@ TEST(FileUtilitiesTest, CopiesBytesToAFreeName) {
     ASSERT_EQ(stat(directory.File("to").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0640u);
 
-    EXPECT_EQ(thrown("missing", "new"), message("missing", "new", "No such file or directory"));
-    EXPECT_EQ(thrown("directory", "new"), message("directory", "new", "Is a directory"));
     directory.Write("taken", "taken");
-    EXPECT_EQ(thrown("from", "taken"), message("from", "taken", "File exists"));
+    const std::tuple<const char*, const char*, const char*> refused[] = {
+        {"missing", "new", "No such file or directory"},
+        {"directory", "new", "Is a directory"},
+        {"from", "taken", "File exists"},
+    };
+    for (const auto& [from, to, reason] : refused)
+        EXPECT_EQ(thrown(from, to), "Could not copy \"" + directory.File(from) + "\" to \"" +
+                                        directory.File(to) + "\": " + reason);
     EXPECT_EQ(directory.Read("taken"), "taken");
-    EXPECT_EQ(directory.Names(), (Names{"directory", "from", "taken", "to"}));
+    EXPECT_EQ(directory.Names(), (Lines{"directory", "from", "taken", "to"}));
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

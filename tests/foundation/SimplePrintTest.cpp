@@ -7,7 +7,9 @@
 #include <stdio.h>
 #include <string.h>
 
-namespace quarn {
+#include <string>
+
+namespace quarn::test {
 namespace {
 
 QUARN_PRINTF(1, 2) void ExpectLikePrintf(const char* format, ...) {
@@ -25,8 +27,7 @@ QUARN_PRINTF(1, 2) void ExpectLikePrintf(const char* format, ...) {
 }
 
 TEST(SimplePrintTest, ConvertsAsPrintfDoes) {
-    ExpectLikePrintf("plain %% text");
-    ExpectLikePrintf("%d %i %u %x %X", INT_MIN, INT_MAX, UINT_MAX, 0xABCDEFu, 0xABCDEFu);
+    ExpectLikePrintf("plain %% %d %i %u %x %X", INT_MIN, INT_MAX, UINT_MAX, 0xABCDEFu, 0xABCDEFu);
     ExpectLikePrintf("%d %u %x %ld", 0, 0u, 0u, 0L);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat"  // the arguments do not fit on purpose
@@ -35,9 +36,8 @@ TEST(SimplePrintTest, ConvertsAsPrintfDoes) {
     ExpectLikePrintf("%ld %lu %lld %llu %zu %zd %lx %llX", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX,
                      SIZE_MAX, ssize_t{-5}, ULONG_MAX, ULLONG_MAX);
     ExpectLikePrintf("[%5d][%05d][%5d][%05d][%1d][%010u]", 42, 42, -42, -42, 123456, 7u);
-    ExpectLikePrintf("[%016lX][%8x]", 0xDEADBEEFul, 0xBEu);
+    ExpectLikePrintf("[%016lX][%8x][%c][%3c]", 0xDEADBEEFul, 0xBEu, 'a', 'b');
     ExpectLikePrintf("[%s][%6s][%2s][%s]", "abc", "abc", "abc", "");
-    ExpectLikePrintf("[%c][%3c]", 'a', 'b');
     ExpectLikePrintf("[%p][%20p]", reinterpret_cast<void*>(0xDEADBEEF12), reinterpret_cast<void*>(0x1000));
     const char* volatile null = nullptr;
     ExpectLikePrintf("[%s][%8s][%p][%8p]", null, null, static_cast<const void*>(null),
@@ -45,33 +45,29 @@ TEST(SimplePrintTest, ConvertsAsPrintfDoes) {
 }
 
 TEST(SimplePrintTest, StaysInsideTheBuffer) {
-    const struct {
-        size_t size;
-        const char* text;
-    } cases[] = {{0, "########"}, {1, ""}, {4, "abc"}, {6, "abcde"}, {7, "abcdef"}, {8, "abcdef"}};
-    for (const auto& c : cases) {
+    const std::pair<size_t, std::string> cases[] = {{0, "########"},
+                                                    {1, std::string("\0#######", 8)},
+                                                    {6, std::string("abcde\0##", 8)},
+                                                    {7, std::string("abcdef\0#", 8)},
+                                                    {8, std::string("abcdef\0#", 8)}};
+    for (const auto& [size, text] : cases) {
         char buffer[] = "########";
-        const size_t length = SimplePrint::Print(buffer, c.size, "%s", "abcdef");
-        EXPECT_STREQ(buffer, c.text) << c.size;
-        EXPECT_EQ(length, c.size == 0 ? 0 : strlen(c.text));
-        EXPECT_EQ(buffer[7], '#') << c.size;
+        const size_t length = SimplePrint::Print(buffer, size, "%s", "abcdef");
+        EXPECT_EQ(length, size == 0 ? 0 : strlen(buffer)) << size;
+        EXPECT_EQ(std::string(buffer, 8), text) << size;
     }
     char buffer[8];
     EXPECT_EQ(SimplePrint::Print(buffer, sizeof(buffer), "%999999999d", 1), 7u);
     EXPECT_STREQ(buffer, "       ");
-    EXPECT_EQ(SimplePrint::Print(buffer, sizeof(buffer), "ab%012d", -1), 7u);
-    EXPECT_STREQ(buffer, "ab-0000");
 }
 
 TEST(SimplePrintTest, LeavesTheFormatFromAnUnknownConversionOn) {
     char text[64];
     SimplePrint::Print(text, sizeof(text), "%d %.3d %s %d", 1, 2, "three", 4);
     EXPECT_STREQ(text, "1 %.3d %s %d");
-    SimplePrint::Print(text, sizeof(text), "%d %5f", 1, 2.0);
-    EXPECT_STREQ(text, "1 %5f");
     SimplePrint::Print(text, sizeof(text), "%d %ls!", 1, L"wide");
     EXPECT_STREQ(text, "1 %ls!");
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

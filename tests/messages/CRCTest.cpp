@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 template <class Register>
@@ -88,4 +88,4 @@ TEST(RangeCRCTest, AnyPartHasTheSumOfItsBytes) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

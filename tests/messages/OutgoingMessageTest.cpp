@@ -14,38 +14,34 @@
 
 #include <memory>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 TEST(OutgoingMessageTest, BytesOfVariableMessages) {
     VariableDictionary dictionary("d");
-    const struct {
-        uint32_t tag;
-        uint8_t stream;
-        const char* bytes;
-    } cases[] = {
+    const std::tuple<uint32_t, uint8_t, const char*> cases[] = {
         {0x0102, 0, "A1 08 01 02 12 34 A6 4C"},
         {0x10000, 0, "A4 0E 00 01 00 00 AB 0A 12 34 1C CE 72 B0"},
         {0x0102, 5, "C1 0D 05 01 02 C8 CB 12 34 B9 A8 7D C7"},
         {0x10000, 5, "C4 0F 05 00 01 00 00 6F 6C 12 34 E3 2B 55 E0"},
     };
-    for (const auto& c : cases) {
-        OutgoingMessage message(VariableDetails(c.tag, "key", dictionary, VariantType::UINT16),
+    for (const auto& [tag, stream, bytes] : cases) {
+        OutgoingMessage message(VariableDetails(tag, "key", dictionary, VariantType::UINT16),
                                 VariantValue(uint16_t{0x1234}));
         message.SetStream(77);  // leaves no trace
-        message.SetStream(c.stream);
-        EXPECT_EQ(message.ToString(), c.bytes);
-        EXPECT_EQ(message.GetTag(), c.tag);
-        EXPECT_EQ(message.GetStream(), c.stream);
+        message.SetStream(stream);
+        EXPECT_EQ(message.ToString(), bytes);
+        EXPECT_EQ(message.GetTag(), tag);
+        EXPECT_EQ(message.GetStream(), stream);
         EXPECT_EQ(message.GetDebugString(), "4660");
     }
     EXPECT_EQ(OutgoingMessage::GetNOP(), 0xA0);
-    EXPECT_EQ(test::ThrownMessage([&] {
+    EXPECT_EQ(ThrownMessage([&] {
                   OutgoingMessage(VariableDetails(1, "key", dictionary, VariantType::NONE), VariantValue());
               }),
               "Attemping to blob-ize untyped variant");
     // The text would be formed first.
-    EXPECT_EQ(test::ThrownMessage([&] {
+    EXPECT_EQ(ThrownMessage([&] {
                   OutgoingMessage(VariableDetails(1, "key", dictionary, VariantType::NONE),
                                   VariantValue(static_cast<VariantType>(19)));
               }),
@@ -136,4 +132,4 @@ TEST(OutgoingMessageTest, Sentences) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

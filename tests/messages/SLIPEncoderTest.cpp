@@ -7,16 +7,13 @@
 #include <string>
 #include <vector>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 
 TEST(SLIPEncoderTest, FramesMessages) {
-    const struct {
-        Bytes message;
-        Bytes framed;
-    } cases[] = {
+    const std::pair<Bytes, Bytes> cases[] = {
         {{}, {0xC0}},
         {{0x01, 0xC0, 0xDB, 0x02}, {0x01, 0xDB, 0xDC, 0xDB, 0xDD, 0x02, 0xC0}},
         {{0xDC, 0xDD}, {0xDC, 0xDD, 0xC0}},
@@ -25,9 +22,9 @@ TEST(SLIPEncoderTest, FramesMessages) {
     };
     SLIPEncoder encoder("link", 0);
     Bytes all;
-    for (const auto& c : cases) {
-        all.insert(all.end(), c.framed.begin(), c.framed.end());
-        EXPECT_EQ(encoder.Put(c.message), all.size());
+    for (const auto& [message, framed] : cases) {
+        all.insert(all.end(), framed.begin(), framed.end());
+        EXPECT_EQ(encoder.Put(message), all.size());
     }
     Bytes out = {0x55};
     encoder.Read(out);
@@ -37,17 +34,13 @@ TEST(SLIPEncoderTest, FramesMessages) {
 }
 
 TEST(SLIPEncoderTest, DropsEverythingAboveTheLimit) {
-    test::DebugCapture debug;
-    const struct {
-        size_t limit;
-        size_t kept;  // bytes of the longest message that fits
-    } cases[] = {{8, 7}, {0, 262143}};
+    DebugCapture debug;
     std::vector<std::string> expected;
-    for (const auto& c : cases) {
-        SLIPEncoder encoder("li%sk", c.limit);
-        EXPECT_EQ(encoder.Put(Bytes(c.kept, 0x41)), c.kept + 1);
+    for (const auto& [limit, kept] : {std::pair<size_t, size_t>{8, 7}, {0, 262143}}) {
+        SLIPEncoder encoder("li%sk", limit);
+        EXPECT_EQ(encoder.Put(Bytes(kept, 0x41)), kept + 1);
         EXPECT_EQ(encoder.Put({0xC0}), 0u);
-        expected.push_back("SLIP Backlog for \"li%sk\" reached " + std::to_string(c.kept + 4) +
+        expected.push_back("SLIP Backlog for \"li%sk\" reached " + std::to_string(kept + 4) +
                            " bytes; clearing (traffic l st).");
         EXPECT_EQ(encoder.Put({0x42}), 2u);
         Bytes out;
@@ -58,4 +51,4 @@ TEST(SLIPEncoderTest, DropsEverythingAboveTheLimit) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -11,10 +11,9 @@
 
 #include <memory>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
-using test::ThrownMessage;
 using testing::ElementsAre;
 
 std::vector<std::string> Keys(const std::list<const SentenceDetails*>& found) {
@@ -27,19 +26,16 @@ std::vector<std::string> Keys(const std::list<const SentenceDetails*>& found) {
 TEST(SentenceGrammarTest, RefusesWhatItHasAndWhatIsNoType) {
     SentenceGrammar grammar("g");
     grammar.Add(5, "five", 0, VariantType::NONE);
-    const struct {
-        uint32_t tag;
-        const char* key;
-        int type;
-        const char* thrown;
-    } cases[] = {
+    const std::tuple<uint32_t, const char*, int, const char*> cases[] = {
         {5, "other", 0, "Attempting to add duplicate tag 0x00000005 to grammar \"g\""},
         {6, "five", 0, "Attempting to add duplicate key \"five\" to grammar \"g\""},
         {6, "six", 19, "Invalid type for sentence 0x00000006 in grammar g (unterminated list?)"},
         {6, "six", -1, "Invalid type for sentence 0x00000006 in grammar g (unterminated list?)"},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(ThrownMessage([&] { grammar.Add(c.tag, c.key, 0, c.type, VariantType::NONE); }), c.thrown);
+    for (const auto& [tag, key, type, thrown] : cases)
+        EXPECT_EQ(
+            ThrownMessage([&, t = tag, k = key, y = type] { grammar.Add(t, k, 0, y, VariantType::NONE); }),
+            thrown);
     EXPECT_EQ(grammar.Find(6, false), nullptr);
     EXPECT_EQ(grammar.Find("other", false), nullptr);
     EXPECT_EQ(grammar.Find("five", true), grammar.Find(5, true));
@@ -85,4 +81,4 @@ TEST(SentenceGrammarTest, MakesSentencesAndMessages) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

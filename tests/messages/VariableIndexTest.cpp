@@ -11,10 +11,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
-using test::ThrownMessage;
 using testing::ElementsAre;
 using testing::Pair;
 
@@ -133,7 +132,7 @@ TEST_F(VariableIndexTest, AssignsAndCompares) {
 
     index.Add(0x1A, &band, 0);
     other.Add(0x1A, &name, 0);
-    test::DebugCapture capture(DEBUG_ERR);
+    DebugCapture capture(DEBUG_ERR);
     EXPECT_EQ(ThrownMessage([&] { index.IsEqual(0x1A, other); }),
               "Attemping to compare variants of different types (UINT8 vs STRING)");
     EXPECT_THAT(capture.Lines(), ElementsAre("Exception while comparing tag 001A between there and here"));
@@ -149,7 +148,7 @@ TEST_F(VariableIndexTest, LoadGoesOnBehindBadMessages) {
     std::list<IncomingMessage*> list;
     for (IncomingMessage& message : messages)
         list.push_back(&message);
-    test::DebugCapture capture(DEBUG_ERR);
+    DebugCapture capture(DEBUG_ERR);
     index.Load(list, 1, 0);
     EXPECT_THAT(
         capture.Lines(),
@@ -190,4 +189,4 @@ TEST_F(VariableIndexTest, QueriesGetsAndLists) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
@@ -30,4 +30,4 @@ TEST(BufferChainTest, IsReadInOtherPiecesThanItWasWritten) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -14,28 +14,20 @@
 #include "support/CountDescriptors.h"
 #include "support/DebugCapture.h"
 #include "support/Eventually.h"
+#include "support/FileSizeLimit.h"
 #include "support/TempDirectory.h"
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <random>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
-using test::DebugCapture;
-using test::Eventually;
-using test::LOOPBACK;
-using test::ResetOnClose;
-using test::TempDirectory;
-
-constexpr uint32_t TOKEN = 0x1234ABCD;
-constexpr uint32_t CHUNK = 1000;
+constexpr uint32_t kToken = 0x1234ABCD;
+constexpr uint32_t kChunk = 1000;
 
 std::string RandomBytes(size_t size) {
     std::mt19937 random(61);
@@ -68,12 +60,14 @@ public:
     }
 
     int Socket() { return terminal_.Socket(); }
-    void Queue(uint32_t tag, const std::vector<VariantValue>& words) {
-        const std::unique_ptr<OutgoingMessage> message(grammar_.CreateOutgoingMessage(tag, words));
+    void Queue(uint32_t tag, const std::vector<VariantValue>& words,
+               const SentenceGrammar& grammar = BulkTransferGrammar()) {
+        const std::unique_ptr<OutgoingMessage> message(grammar.CreateOutgoingMessage(tag, words));
         terminal_.Put(*message);
     }
-    void Say(uint32_t tag, const std::vector<VariantValue>& words) {
-        Queue(tag, words);
+    void Say(uint32_t tag, const std::vector<VariantValue>& words,
+             const SentenceGrammar& grammar = BulkTransferGrammar()) {
+        Queue(tag, words, grammar);
         Eventually([&] { return terminal_.Work() ? !terminal_.WorkPending() : true; });
     }
     /// The next sentence's tag, first word and the length of its second, or 0 and what the connection's end
@@ -109,16 +103,16 @@ std::vector<uint8_t> Data(size_t size) {
 
 TEST(BulkTransferTest, FilesArriveAsTheyAre) {
     const TempDirectory folder;
-    const size_t descriptors = test::CountDescriptors();
-    for (const size_t size :
-         {size_t{0}, size_t{1}, size_t{CHUNK - 1}, size_t{CHUNK}, size_t{CHUNK * 5 / 2}, size_t{3000000}}) {
-        for (const uint32_t chunk : {CHUNK, 1048529U}) {
+    const size_t descriptors = CountDescriptors();
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{kChunk - 1}, size_t{kChunk},
+                              size_t{kChunk * 5 / 2}, size_t{3000000}}) {
+        for (const uint32_t chunk : {kChunk, 1048529U}) {
             const std::string contents = RandomBytes(size);
             folder.Write("from", contents);
             folder.Write("to", "something longer that was there before");
             {
-                BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
-                BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, receiver.GetPort(),
+                BulkTransferReceiver receiver(nullptr, folder.File("to"), kToken, LOOPBACK, 0);
+                BulkTransferSender sender(nullptr, folder.File("from"), kToken, LOOPBACK, receiver.GetPort(),
                                           chunk);
                 EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_SUCCEEDED)) << size;
                 EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_SUCCEEDED)) << size;
@@ -132,20 +126,27 @@ TEST(BulkTransferTest, FilesArriveAsTheyAre) {
             EXPECT_TRUE(folder.Read("to") == contents) << size;
         }
     }
-    EXPECT_EQ(test::CountDescriptors(), descriptors);
+    EXPECT_EQ(CountDescriptors(), descriptors);
 }
 
 TEST(BulkTransferTest, OneChunkIsUnderWayAtATime) {
     const TempDirectory folder;
-    folder.Write("from", RandomBytes(CHUNK * 5 / 2));
+    folder.Write("from", RandomBytes(kChunk * 5 / 2));
     DebugCapture debug;
     Debuggable levels(nullptr);
-    levels.SetDebugLevel(1);
+    levels.SetDebugLevel(2);
     TCPListener listener(LOOPBACK, 0);
-    BulkTransferSender sender(&levels, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
+    BulkTransferSender sender(&levels, folder.File("from"), kToken, LOOPBACK, listener.GetPort(), kChunk);
     HandPeer peer = HandPeer::AcceptedFrom(listener);
     EXPECT_EQ(peer.Hear(), "btx-init 305441741 2500");
     EXPECT_EQ(peer.Hear(), "btx-part 0 +1000");
+    for (const size_t count : {1, 2}) {  // what the first one led to has been done when the second is read
+        peer.Say(BulkTransferGrammar::ACK, {uint32_t{0}});
+        EXPECT_TRUE(Eventually([&] {
+            return debug.Count("BulkTransferSender 1234ABCD: Reader acknowledged 0 bytes") == count;
+        }));
+    }
+    EXPECT_EQ(debug.CountContaining("Sending PART"), 1U);
     peer.Say(BulkTransferGrammar::ACK, {uint32_t{1000}});
     EXPECT_EQ(peer.Hear(), "btx-part 1000 +1000");
     peer.Say(BulkTransferGrammar::ACK, {uint32_t{999}});
@@ -172,9 +173,9 @@ TEST(BulkTransferTest, BothEndsPrintEachStepInOrder) {
     levels.SetDebugLevel(2);
     uint16_t port = 0;
     {
-        BulkTransferReceiver receiver(&levels, folder.File("to"), TOKEN, LOOPBACK, 0);
-        BulkTransferSender sender(&levels, folder.File("from"), TOKEN, LOOPBACK, port = receiver.GetPort(),
-                                  CHUNK);
+        BulkTransferReceiver receiver(&levels, folder.File("to"), kToken, LOOPBACK, 0);
+        BulkTransferSender sender(&levels, folder.File("from"), kToken, LOOPBACK, port = receiver.GetPort(),
+                                  kChunk);
         EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_SUCCEEDED));
         EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_SUCCEEDED));
     }
@@ -211,10 +212,10 @@ TEST(BulkTransferTest, BothEndsPrintEachStepInOrder) {
 // The sender works through all the acknowledgements before its next part meets the reset.
 TEST(BulkTransferTest, AConnectionThatBreaksWhileSendingWasAConnection) {
     const TempDirectory folder;
-    folder.Write("from", RandomBytes(CHUNK * 2));
+    folder.Write("from", RandomBytes(kChunk * 2));
     DebugCapture debug;
     TCPListener listener(LOOPBACK, 0);
-    BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
+    BulkTransferSender sender(nullptr, folder.File("from"), kToken, LOOPBACK, listener.GetPort(), kChunk);
     {
         HandPeer peer = HandPeer::AcceptedFrom(listener);
         EXPECT_EQ(peer.Hear(), "btx-init 305441741 2000");
@@ -231,13 +232,10 @@ TEST(BulkTransferTest, AConnectionThatBreaksWhileSendingWasAConnection) {
 TEST(BulkTransferTest, TheReceiverEndsOnWhatDoesNotBelong) {
     using Words = std::vector<VariantValue>;
     using Said = std::pair<uint32_t, Words>;
-    const Said init = {BulkTransferGrammar::INIT, {TOKEN, uint32_t{100}}};
-    const Said empty = {BulkTransferGrammar::INIT, {TOKEN, uint32_t{0}}};
+    const Said init = {BulkTransferGrammar::INIT, {kToken, uint32_t{100}}};
+    const Said empty = {BulkTransferGrammar::INIT, {kToken, uint32_t{0}}};
     const Said part = {BulkTransferGrammar::PART, {uint32_t{0}, Data(60)}};
-    const struct {
-        std::vector<Said> said;
-        std::string printed;
-    } cases[] = {
+    const std::pair<std::vector<Said>, std::string> cases[] = {
         {{{BulkTransferGrammar::INIT, {uint32_t{1}, uint32_t{100}}}},
          "Received INIT with token 00000001; expected 1234ABCD"},
         {{init, init}, "Received INIT message in wrong state"},
@@ -248,19 +246,19 @@ TEST(BulkTransferTest, TheReceiverEndsOnWhatDoesNotBelong) {
         {{{BulkTransferGrammar::ACK, {uint32_t{0}}}}, "Received unsupported tag BB03"},
         {{init, part}, "Peer closed connection"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [said, printed] : cases) {
         const TempDirectory folder;
         DebugCapture debug;
-        BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
+        BulkTransferReceiver receiver(nullptr, folder.File("to"), kToken, LOOPBACK, 0);
         {
             HandPeer peer = HandPeer::ConnectedTo(receiver.GetPort());
-            for (const auto& [tag, words] : c.said)
+            for (const auto& [tag, words] : said)
                 peer.Say(tag, words);
         }
-        EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED)) << c.printed;
-        EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: " + c.printed)) << c.printed;
+        EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED)) << printed;
+        EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: " + printed)) << printed;
         EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: Transfer failed"));
-        EXPECT_TRUE(Eventually([&] { return folder.Names().empty(); })) << c.printed;
+        EXPECT_TRUE(Eventually([&] { return folder.Names().empty(); })) << printed;
     }
 }
 
@@ -270,24 +268,15 @@ TEST(BulkTransferTest, AForeignMessageEndsEitherSide) {
     DebugCapture debug;
     SentenceGrammar foreign("foreign");
     foreign.Add(0xBB04, "x", 0, VariantType::NONE);
-    const std::unique_ptr<OutgoingMessage> message(foreign.CreateOutgoingMessage(0xBB04, {}));
-    const auto send = [&](TCPConnection& connection) {
-        return Eventually([&] {
-            connection.Work(nullptr);
-            return connection.Send(message->Sync(), message->Bytes()) != 0;
-        });
-    };
-    BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
-    TCPConnection connection("foreign", LOOPBACK, receiver.GetPort());
-    EXPECT_TRUE(send(connection));
+    BulkTransferReceiver receiver(nullptr, folder.File("to"), kToken, LOOPBACK, 0);
+    HandPeer toReceiver = HandPeer::ConnectedTo(receiver.GetPort());
+    toReceiver.Say(0xBB04, {}, foreign);
     EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED));
     EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: Unrecognized message from peer"));
 
     TCPListener listener(LOOPBACK, 0);
-    BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
-    std::unique_ptr<TCPConnection> accepted;
-    ASSERT_TRUE(Eventually([&] { return (accepted.reset(listener.Accept("x")), accepted != nullptr); }));
-    EXPECT_TRUE(send(*accepted));
+    BulkTransferSender sender(nullptr, folder.File("from"), kToken, LOOPBACK, listener.GetPort(), kChunk);
+    HandPeer::AcceptedFrom(listener).Say(0xBB04, {}, foreign);
     EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED));
     EXPECT_TRUE(debug.Contains("BulkTransferSender 1234ABCD: Unrecognized message from peer"));
 }
@@ -296,71 +285,61 @@ TEST(BulkTransferTest, NothingIsLeftOfATransferThatCannotBegin) {
     const TempDirectory folder;
     folder.Write("from", "contents");
     ASSERT_EQ(truncate((folder.Write("large", ""), folder.File("large").c_str()), 0x100000000), 0);
-    const size_t descriptors = test::CountDescriptors();
+    const size_t descriptors = CountDescriptors();
     TCPListener taken(LOOPBACK, 0);
     const uint16_t dead = [] { return TCPListener(LOOPBACK, 0).GetPort(); }();
-    const struct {
-        std::string path;
-        uint32_t chunk;
-        uint16_t port;
-        std::string printed;
-    } cases[] = {
-        {folder.File("none"), CHUNK, dead,
-         "Could not open " + folder.File("none") + " for reading: No such file or directory"},
-        {folder.File("large"), CHUNK, dead,
-         folder.File("large") + " is too large: 4294967296 of at most 4294967295 bytes"},
-        {folder.File("from"), 0, dead, "A chunk size of 0 bytes is not in the range 1..1048529"},
-        {folder.File("from"), 1048530, dead, "A chunk size of 1048530 bytes is not in the range 1..1048529"},
-        {folder.File("from"), CHUNK, dead, "Failed to connect"},
+    const std::string from = folder.File("from"), none = folder.File("none"), large = folder.File("large");
+    const std::tuple<std::string, uint32_t, std::string> cases[] = {
+        {none, kChunk, "Could not open " + none + " for reading: No such file or directory"},
+        {large, kChunk, large + " is too large: 4294967296 of at most 4294967295 bytes"},
+        {from, 0, "A chunk size of 0 bytes is not in the range 1..1048529"},
+        {from, 1048530, "A chunk size of 1048530 bytes is not in the range 1..1048529"},
+        {from, kChunk, "Failed to connect"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [path, chunk, printed] : cases) {
         DebugCapture debug;
-        const BulkTransferSender sender(nullptr, c.path, TOKEN, LOOPBACK, c.port, c.chunk);
-        EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED)) << c.printed;
-        EXPECT_TRUE(debug.Contains("BulkTransferSender 1234ABCD: " + c.printed)) << c.printed;
+        const BulkTransferSender sender(nullptr, path, kToken, LOOPBACK, dead, chunk);
+        EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED)) << printed;
+        EXPECT_TRUE(debug.Contains("BulkTransferSender 1234ABCD: " + printed)) << printed;
     }
     DebugCapture debug;
     {
-        const BulkTransferReceiver receiver(nullptr, folder.File("none/to"), TOKEN, LOOPBACK, 0);
+        const BulkTransferReceiver receiver(nullptr, folder.File("none/to"), kToken, LOOPBACK, 0);
         EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED));
         EXPECT_EQ(receiver.GetPort(), 0);
         EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: Could not open " + folder.File("none/to") +
                                    " for writing: No such file or directory"));
-        const BulkTransferReceiver elsewhere(nullptr, folder.File("to"), TOKEN,
+        const BulkTransferReceiver elsewhere(nullptr, folder.File("to"), kToken,
                                              IPAddress(std::string("192.0.2.1")), 0);
         EXPECT_TRUE(EndsAs(elsewhere, BULK_TRANSFER_FAILED));
     }
-    EXPECT_EQ(folder.Names(), (std::vector<std::string>{"from", "large"}));
-    EXPECT_EQ(test::CountDescriptors(), descriptors + 1 /* taken */ + 2 /* the capture's */);
+    EXPECT_EQ(folder.Names(), (Lines{"from", "large"}));
+    EXPECT_EQ(CountDescriptors(), descriptors + 1 /* taken */ + 2 /* the capture's */);
 }
 
 TEST(BulkTransferTest, AFullDiskEndsBothSidesAndLeavesNoPart) {
     const TempDirectory folder;
     folder.Write("from", RandomBytes(100000));
     DebugCapture debug;
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-    const rlimit small{1500, before.rlim_max};
-    BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
-    BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, receiver.GetPort(), CHUNK);
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    const bool failed = EndsAs(receiver, BULK_TRANSFER_FAILED);
-    setrlimit(RLIMIT_FSIZE, &before);
-    EXPECT_TRUE(failed);
+    BulkTransferReceiver receiver(nullptr, folder.File("to"), kToken, LOOPBACK, 0);
+    BulkTransferSender sender(nullptr, folder.File("from"), kToken, LOOPBACK, receiver.GetPort(), kChunk);
+    {
+        const FileSizeLimit limit(1500);
+        EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED));
+    }
     EXPECT_TRUE(debug.Contains("BulkTransferReceiver 1234ABCD: Error writing " + folder.File("to") +
                                ": File too large"));
     EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED));
-    EXPECT_TRUE(Eventually([&] { return folder.Names() == std::vector<std::string>{"from"}; }));
+    EXPECT_TRUE(Eventually([&] { return folder.Names() == Lines{"from"}; }));
 }
 
 TEST(BulkTransferTest, AFileThatChangesItsSizeIsNotSent) {
     for (const off_t size : {1500, 2600}) {
         const TempDirectory folder;
-        folder.Write("from", RandomBytes(CHUNK * 5 / 2));
+        folder.Write("from", RandomBytes(kChunk * 5 / 2));
         DebugCapture debug;
         TCPListener listener(LOOPBACK, 0);
-        BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
+        BulkTransferSender sender(nullptr, folder.File("from"), kToken, LOOPBACK, listener.GetPort(), kChunk);
         HandPeer peer = HandPeer::AcceptedFrom(listener);
         EXPECT_EQ(peer.Hear(), "btx-init 305441741 2500");
         EXPECT_EQ(peer.Hear(), "btx-part 0 +1000");
@@ -381,27 +360,28 @@ TEST(BulkTransferTest, AFileThatChangesItsSizeIsNotSent) {
 
 TEST(BulkTransferTest, SilenceEndsATransferAndDestructionRemovesThePart) {
     const TempDirectory folder;
-    folder.Write("from", RandomBytes(CHUNK));
+    folder.Write("from", RandomBytes(kChunk));
     DebugCapture debug;
     TCPListener listener(LOOPBACK, 0);
     {
-        BulkTransferReceiver abandoned(nullptr, folder.File("abandoned"), TOKEN, LOOPBACK, 0);
+        BulkTransferReceiver abandoned(nullptr, folder.File("abandoned"), kToken, LOOPBACK, 0);
         HandPeer half = HandPeer::ConnectedTo(abandoned.GetPort());
-        half.Say(BulkTransferGrammar::INIT, {TOKEN, uint32_t{100}});
+        half.Say(BulkTransferGrammar::INIT, {kToken, uint32_t{100}});
         half.Say(BulkTransferGrammar::PART, {uint32_t{0}, Data(60)});
         EXPECT_EQ(half.Hear(), "btx-ack 60");
-        EXPECT_EQ(folder.Names(), (std::vector<std::string>{"abandoned", "from"}));
+        EXPECT_EQ(folder.Names(), (Lines{"abandoned", "from"}));
     }
-    EXPECT_EQ(folder.Names(), std::vector<std::string>{"from"});
+    EXPECT_EQ(folder.Names(), Lines{"from"});
 
-    const BulkTransferReceiver receiver(nullptr, folder.File("to"), TOKEN, LOOPBACK, 0);
-    const BulkTransferSender sender(nullptr, folder.File("from"), TOKEN, LOOPBACK, listener.GetPort(), CHUNK);
+    const BulkTransferReceiver receiver(nullptr, folder.File("to"), kToken, LOOPBACK, 0);
+    const BulkTransferSender sender(nullptr, folder.File("from"), kToken, LOOPBACK, listener.GetPort(),
+                                    kChunk);
     EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED));
     EXPECT_TRUE(EndsAs(receiver, BULK_TRANSFER_FAILED));
     EXPECT_EQ(debug.CountContaining("BulkTransferSender 1234ABCD: Timed out after 20"), 1U);
     EXPECT_EQ(debug.CountContaining("BulkTransferReceiver 1234ABCD: Timed out after 20"), 1U);
-    EXPECT_TRUE(Eventually([&] { return folder.Names() == std::vector<std::string>{"from"}; }));
+    EXPECT_TRUE(Eventually([&] { return folder.Names() == Lines{"from"}; }));
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -8,16 +8,15 @@
 #include <errno.h>
 
 #include <functional>
-#include <limits>
 #include <numeric>
 #include <optional>
 #include <vector>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
-const IPAddress SERVER(std::string("10.0.0.1"));
-constexpr uint16_t PORT = 5010;
+const IPAddress kServer(std::string("10.0.0.1"));
+constexpr uint16_t kPort = 5010;
 
 struct TargetClock final : SettableMicrosecondClock {
     uint32_t GetMicrosecondClock() const override { return 77; }
@@ -66,8 +65,8 @@ struct ScriptedLink final : ClockLink {
     ssize_t waitResult = 1;
     ssize_t replyLength = 8;
     std::optional<size_t> waiting;  // datagrams; none for an endless number
-    IPAddress from = SERVER;
-    uint16_t fromPort = PORT;
+    IPAddress from = kServer;
+    uint16_t fromPort = kPort;
     ClockPacket::Bytes flips = {};  // bits that are wrong in the reply
     ClockPacket::Bytes request = {};
     ClockPacket::Bytes reply = {};
@@ -76,7 +75,7 @@ struct ScriptedLink final : ClockLink {
 TEST(ClockExchangeTest, SetsTheClockToTheServersTimePlusHalfTheAverageOfTenTrips) {
     ScriptedLink link;
     TargetClock clock;
-    ClockExchange exchange(link, SERVER, PORT, clock);
+    ClockExchange exchange(link, kServer, kPort, clock);
     const std::vector<uint32_t> trips = {3001, 200, 151, 1000, 1, 777, 0, 9999, 123, 45, 300, 5, 2};
     std::vector<uint32_t> targets;
     for (size_t i = 0; i < trips.size(); ++i) {
@@ -97,10 +96,7 @@ TEST(ClockExchangeTest, SetsTheClockToTheServersTimePlusHalfTheAverageOfTenTrips
 }
 
 TEST(ClockExchangeTest, FailsWithoutTouchingTheClockOrTheTrips) {
-    const struct {
-        std::function<void(ScriptedLink&)> damage;
-        const char* message;
-    } cases[] = {
+    const std::pair<std::function<void(ScriptedLink&)>, const char*> cases[] = {
         {[](auto& l) { l.sendResult = -ENETUNREACH; }, "Send to 10.0.0.1 failed: Network is unreachable"},
         {[](auto& l) { l.sendResult = 5; }, "Sent 5 of 8 bytes to 10.0.0.1"},
         {[](auto& l) { l.waitResult = -EINTR; }, "Select failed: Interrupted system call"},
@@ -112,20 +108,18 @@ TEST(ClockExchangeTest, FailsWithoutTouchingTheClockOrTheTrips) {
         {[](auto& l) { l.replyLength = 7; }, "Got 7 bytes; expected 8"},
         {[](auto& l) { l.replyLength = 1; }, "Got 1 byte; expected 8"},
         {[](auto& l) { l.replyLength = 9, l.flips[0] = 1; }, "Got 9 bytes; expected 8"},
-        {[](auto& l) {
-             l.flips = {0x10, 0x10, 1};
-         },
+        {[](auto& l) { l.flips[0] = l.flips[1] = 0x10, l.flips[2] = 1; },
          "Bad magic number (got 0x5343, expected 0x4353)"},
         {[](auto& l) { l.flips[2] = 1; }, "Bad sequence number (got 0x0000, expected 0x0001)"},
         {[](auto& l) { l.flips[3] = 0x80; }, "Bad sequence number (got 0x8001, expected 0x0001)"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [damage, message] : cases) {
         ScriptedLink link;
         TargetClock clock;
-        ClockExchange exchange(link, SERVER, PORT, clock);
+        ClockExchange exchange(link, kServer, kPort, clock);
         link.roundTrip = 5000;
-        c.damage(link);
-        EXPECT_EQ(test::ThrownMessage([&] { exchange.Run(); }), c.message);
+        damage(link);
+        EXPECT_EQ(ThrownMessage([&] { exchange.Run(); }), message);
         EXPECT_EQ(clock.targets, std::vector<uint32_t>());
         link = ScriptedLink();
         link.roundTrip = 100;
@@ -137,7 +131,7 @@ TEST(ClockExchangeTest, FailsWithoutTouchingTheClockOrTheTrips) {
 TEST(ClockExchangeTest, WrapsTheSequenceNumber) {
     ScriptedLink link;
     TargetClock clock;
-    ClockExchange exchange(link, SERVER, PORT, clock);
+    ClockExchange exchange(link, kServer, kPort, clock);
     for (int i = 0; i < 0xFFFF; ++i)
         exchange.Run();
     EXPECT_EQ(link.request, (ClockPacket::Bytes{'S', 'C', 0xFF, 0xFF}));
@@ -148,7 +142,7 @@ TEST(ClockExchangeTest, WrapsTheSequenceNumber) {
 TEST(ClockExchangeTest, DiscardsWhatWaitsButNotForEver) {
     ScriptedLink link;
     TargetClock clock;
-    ClockExchange exchange(link, SERVER, PORT, clock);
+    ClockExchange exchange(link, kServer, kPort, clock);
     link.replyLength = 100;
     link.waiting = 3;
     EXPECT_EQ(exchange.DiscardLateReplies(), 3u);
@@ -157,13 +151,11 @@ TEST(ClockExchangeTest, DiscardsWhatWaitsButNotForEver) {
 }
 
 TEST(ClockExchangeTest, SpreadsTheIntervalsAround200Milliseconds) {
-    const struct {
-        int32_t random, interval;
-    } cases[] = {{0, 200},  {1, 200},  {2, 201},  {3, 199},
-                 {18, 209}, {19, 191}, {20, 200}, {std::numeric_limits<int32_t>::max(), 197}};
-    for (const auto& c : cases)
-        EXPECT_EQ(ClockPollInterval(c.random), c.interval) << c.random;
+    const std::pair<int32_t, int32_t> cases[] = {{0, 200},  {1, 200},  {2, 201},  {3, 199},
+                                                 {18, 209}, {19, 191}, {20, 200}, {INT32_MAX, 197}};
+    for (const auto& [random, interval] : cases)
+        EXPECT_EQ(ClockPollInterval(random), interval) << random;
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -7,6 +7,7 @@
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"
 #include "support/Eventually.h"
+#include "support/HeapInUse.h"
 #include "support/ThrownMessage.h"
 
 #include <gtest/gtest.h>
@@ -15,10 +16,8 @@
 #include <random>
 #include <thread>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using test::Peer;
 
 // "echo WORDS" gives the words back, "flood LINES" that many lines of 100 characters, "quote" a line that
 // looks like an end.
@@ -73,7 +72,7 @@ std::string Flood(size_t lines) {
 
 TEST(ConsoleServerTest, AnswersEachLineInTurn) {
     Console console;
-    EXPECT_EQ(console.server.GetIPAddress(), test::LOOPBACK);
+    EXPECT_EQ(console.server.GetIPAddress(), LOOPBACK);
     Peer peer(console.server.GetPort());
     Peer other(console.server.GetPort());
     EXPECT_EQ(Ask(peer, "echo a \"b c\"\r"), "a\nb c\n\x04\n");
@@ -82,6 +81,11 @@ TEST(ConsoleServerTest, AnswersEachLineInTurn) {
     EXPECT_EQ(Ask(peer, "quote"), "?\na\n?\n\x04\n");
     EXPECT_EQ(Ask(peer, "echo 1\necho 2"), "1\n\x04\n");
     EXPECT_EQ(ReadResponse(peer), "2\n\x04\n");  // though nothing else arrives
+
+    // More than fits on its way at once.
+    const std::string large = Flood(200000);
+    peer.Write("flood 200000\n");
+    EXPECT_TRUE(peer.Read(large.size()) == large);
 
     // Many lines at once, and an end of input that overtakes the responses.
     std::string lines, responses;
@@ -110,7 +114,7 @@ TEST(ConsoleServerTest, LetsAClientThatNeverReadsWaitAlone) {
 }
 
 TEST(ConsoleServerTest, HasRoomForSixteenClients) {
-    test::DebugCapture debug(0);
+    DebugCapture debug(0);
     Console console;
     console.server.SetDebugLevel(1);
     std::vector<std::unique_ptr<Peer>> peers;
@@ -127,7 +131,7 @@ TEST(ConsoleServerTest, HasRoomForSixteenClients) {
     EXPECT_TRUE(std::equal(extras.rbegin(), extras.rend(), statistics.rbegin()));
     const std::string name = Format("console (127.0.0.1:%u)", peers[3]->LocalPort());
     peers.erase(peers.begin() + 3);
-    EXPECT_TRUE(test::Eventually([&] { return debug.Contains("ConsoleServer: Dropped " + name); }));
+    EXPECT_TRUE(Eventually([&] { return debug.Contains("ConsoleServer: Dropped " + name); }));
     EXPECT_EQ(debug.Count("ConsoleServer: Accepted " + name), 1u);
     Peer next(console.server.GetPort());
     EXPECT_EQ(Ask(next, "echo x"), "x\n\x04\n");
@@ -154,6 +158,7 @@ TEST(ConsoleServerTest, ListsAllWorkersWhileOthersDoToo) {
 
 TEST(ConsoleServerTest, SurvivesRandomBytes) {
     Console console;
+    const size_t before = HeapInUse();
     Peer noisy(console.server.GetPort());
     std::thread reader([&] {
         while (noisy.Read(4096).size() == 4096)
@@ -171,17 +176,18 @@ TEST(ConsoleServerTest, SurvivesRandomBytes) {
     reader.join();
     Peer peer(console.server.GetPort());
     EXPECT_EQ(Ask(peer, "echo x"), "x\n\x04\n");
+    EXPECT_LT(HeapInUse(), before + 1000000);
 }
 
 TEST(ConsoleServerTest, RefusesAddressesThatAreNotItsOwn) {
     Console console;
-    EXPECT_EQ(test::ThrownMessage([&] { ConsoleServer(nullptr, "nowhere", 0, console.accessors); }),
+    EXPECT_EQ(ThrownMessage([&] { ConsoleServer(nullptr, "nowhere", 0, console.accessors); }),
               "nowhere is not a valid IP address");
-    EXPECT_NE(test::ThrownMessage([&] {
+    EXPECT_NE(ThrownMessage([&] {
                   ConsoleServer(nullptr, "192.0.2.1", 0, console.accessors);
               }).find("Failed to bind to 192.0.2.1:0: "),
               std::string::npos);
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

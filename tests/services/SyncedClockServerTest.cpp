@@ -13,10 +13,8 @@
 #include <list>
 #include <vector>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using test::LOOPBACK;
 
 using Bytes = std::vector<uint8_t>;
 
@@ -29,7 +27,7 @@ Bytes Request(uint16_t sequence) {
 }
 
 TEST(SyncedClockServerTest, AnswersRequestsAndSurvivesEverythingElse) {
-    test::DebugCapture debug;
+    DebugCapture debug;
     const FixedClock clock;
     Debuggable parent(nullptr);
     SyncedClockServer server(&parent, LOOPBACK, 0, clock);
@@ -49,7 +47,7 @@ TEST(SyncedClockServerTest, AnswersRequestsAndSurvivesEverythingElse) {
         size_t length = 0;
         IPAddress from;
         uint16_t fromPort = 0;
-        ASSERT_TRUE(test::Eventually(
+        ASSERT_TRUE(Eventually(
             [&] { return (length = client.Receive(reply.data(), reply.size(), &from, &fromPort)) != 0; }));
         reply.resize(length);
         EXPECT_EQ(reply, (Bytes{'S', 'C', request[2], request[3], 0x21, 0x43, 0x65, 0x87}));
@@ -64,26 +62,23 @@ TEST(SyncedClockServerTest, AnswersRequestsAndSurvivesEverythingElse) {
         server.ReportStatistics(lines);
         return lines.size() > 2 && std::equal(rows.rbegin(), rows.rend(), lines.rbegin());
     };
-    EXPECT_TRUE(test::Eventually([&] { return provided("2"); }));
+    EXPECT_TRUE(Eventually([&] { return provided("2"); }));
     Worker::ClearAllWorkerStatistics();
     EXPECT_TRUE(provided("0"));
 
-    const auto printed = debug.Lines();
-    std::vector<std::string> errors;
-    std::copy_if(printed.begin(), printed.end(), std::back_inserter(errors),
-                 [](const std::string& line) { return line.starts_with("SyncedClockServer: "); });
+    Lines printed = debug.Lines();
+    std::erase_if(printed, [](const std::string& line) { return !line.starts_with("SyncedClockServer: "); });
     const std::string sent =
-        Format("SyncedClockServer: Sent time 2271560481 to 127.0.0.1:%u", test::PortOf(client.Socket()));
+        Format("SyncedClockServer: Sent time 2271560481 to 127.0.0.1:%u", PortOf(client.Socket()));
     EXPECT_EQ(
-        errors,
-        (std::vector<std::string>{
-            "SyncedClockServer: Got 0 bytes; expected 8", "SyncedClockServer: Got 1 byte; expected 8",
-            "SyncedClockServer: Got 7 bytes; expected 8", "SyncedClockServer: Got 100 bytes; expected 8",
-            "SyncedClockServer: Bad magic number (got 0x4343, expected 0x4353)", sent, sent}));
+        printed,
+        (Lines{"SyncedClockServer: Got 0 bytes; expected 8", "SyncedClockServer: Got 1 byte; expected 8",
+               "SyncedClockServer: Got 7 bytes; expected 8", "SyncedClockServer: Got 100 bytes; expected 8",
+               "SyncedClockServer: Bad magic number (got 0x4343, expected 0x4353)", sent, sent}));
 }
 
 TEST(SyncedClockServerTest, ReportsAPortThatIsTakenAndFreesItsOwn) {
-    test::DebugCapture debug;
+    DebugCapture debug;
     const FixedClock clock;
     uint16_t port = 0;
     {
@@ -101,4 +96,4 @@ TEST(SyncedClockServerTest, ReportsAPortThatIsTakenAndFreesItsOwn) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

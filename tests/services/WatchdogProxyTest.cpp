@@ -17,16 +17,13 @@
 #include <string>
 #include <vector>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using test::LOOPBACK;
 
 // The watchdog service's end.
 struct Service {
     bool Accept() {
-        return test::Eventually(
-            [&] { return (connection.reset(listener.Accept("peer")), connection != nullptr); });
+        return Eventually([&] { return (connection.reset(listener.Accept("peer")), connection != nullptr); });
     }
     std::string Read() {
         char bytes[4096];
@@ -43,7 +40,7 @@ TEST(WatchdogProxyTest, SendsAnUpdateEvery250Milliseconds) {
     Service service;
     WatchdogProxy watchdog(LOOPBACK, service.port, "rece%siver");
     std::vector<uint64_t> updates;
-    EXPECT_TRUE(test::Eventually([&] {
+    EXPECT_TRUE(Eventually([&] {
         const uint64_t before = Tick();
         if (watchdog.Work())
             updates.push_back(before);
@@ -58,39 +55,38 @@ TEST(WatchdogProxyTest, SendsAnUpdateEvery250Milliseconds) {
 }
 
 TEST(WatchdogProxyTest, DropsWhatTheServiceSendsAndStaysDownOnceClosed) {
-    test::DebugCapture debug;
+    DebugCapture debug;
     Service service;
     WatchdogProxy watchdog(LOOPBACK, service.port, "receiver");
-    ASSERT_TRUE(test::Eventually([&] { return watchdog.Work(); }));
+    ASSERT_TRUE(Eventually([&] { return watchdog.Work(); }));
     ASSERT_TRUE(service.Accept());
     std::string lines;  // more than a line terminal holds
     for (int i = 0; i < 3000; ++i)
         lines += "some text\n";
     ASSERT_EQ(service.connection->Send(lines.data(), lines.size()), lines.size());
     shutdown(service.connection->Socket(), SHUT_WR);
-    EXPECT_TRUE(test::Eventually([&] { return watchdog.Work(), !watchdog.IsAlive(); }));
+    EXPECT_TRUE(Eventually([&] { return watchdog.Work(), !watchdog.IsAlive(); }));
     EXPECT_EQ(service.Read().substr(0, 16), "update receiver ");
 
     const uint64_t end = Tick();
     while (MillisecondsSince(end) < 350)
         ASSERT_FALSE(watchdog.Work());
     EXPECT_EQ(service.Read(), "");
-    EXPECT_EQ(debug.Lines(), std::vector<std::string>{
-                                 Format("Connection \"watchdog (127.0.0.1:%u)\": zero-byte read (probably "
-                                        "shut down by peer)",
-                                        service.port)});
+    EXPECT_EQ(debug.Lines(), Lines{Format("Connection \"watchdog (127.0.0.1:%u)\": zero-byte read (probably "
+                                          "shut down by peer)",
+                                          service.port)});
 }
 
 TEST(WatchdogProxyTest, IsOfNoUseWithoutAService) {
-    test::DebugCapture debug;
-    test::BusyPort busy;  // neither accepts nor refuses
+    DebugCapture debug;
+    BusyPort busy;  // neither accepts nor refuses
     WatchdogProxy pending(LOOPBACK, busy.Port(), "receiver");
     bool sent = false;
-    EXPECT_TRUE(test::Eventually([&] { return sent |= pending.Work(), !pending.IsAlive(); }));
+    EXPECT_TRUE(Eventually([&] { return sent |= pending.Work(), !pending.IsAlive(); }));
     busy.StopListening();
 
     WatchdogProxy refused(LOOPBACK, busy.Port(), "receiver");
-    EXPECT_TRUE(test::Eventually([&] { return sent |= refused.Work(), !refused.IsAlive(); }));
+    EXPECT_TRUE(Eventually([&] { return sent |= refused.Work(), !refused.IsAlive(); }));
     EXPECT_FALSE(sent);
     EXPECT_EQ(debug.CountContaining(": giving up after "), 1u);
     EXPECT_TRUE(debug.Contains(Format(
@@ -98,4 +94,4 @@ TEST(WatchdogProxyTest, IsOfNoUseWithoutAService) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -1,7 +1,7 @@
-#include "storage/AllocationWatch.h"
 #include "storage/PersistentDevice.h"
 #include "storage/StorageBlock.h"
 #include "storage/StorageFixture.h"
+#include "support/AllocationWatch.h"
 #include "support/DebugCapture.h"
 #include "support/FakeDeviceIO.h"
 #include "support/ThrownMessage.h"
@@ -13,15 +13,10 @@
 
 #include <functional>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
-using test::Call;
-using test::DebugCapture;
-using test::FakeDeviceIO;
-using test::ThrownMessage;
 using testing::ElementsAre;
-using Lines = std::vector<std::string>;
 using Type = PersistentDevice::Type;
 
 constexpr char kPath[] = "/e";
@@ -58,6 +53,16 @@ struct EEPROM {
     std::unique_ptr<PersistentDevice> device;
 };
 
+using Damage = std::function<void(EEPROM&)>;
+
+Damage Refuse(Call call, int error) {
+    return [=](EEPROM& eeprom) { eeprom.io.Fail(call, error); };
+}
+
+Damage Change(size_t offset, const std::vector<uint8_t>& bytes) {
+    return [=](EEPROM& eeprom) { eeprom.Change(offset, bytes); };
+}
+
 TEST(PersistentDevice, IsConstructedOrSaysWhyNot) {
     FakeDeviceIO io;
     io.AddMTD("boot", 1000, 100);
@@ -84,12 +89,7 @@ TEST(PersistentDevice, IsConstructedOrSaysWhyNot) {
 
 TEST(PersistentDevice, ScansPastWhatItCannotRead) {
     const std::string found = "/e: newest valid data are in block 1, with stamp 0x1f";
-    const struct {
-        Call call;
-        uint64_t times, skip;
-        Lines lines;
-    } cases[] = {
-        {Call::READ, 0, 0, {"/e: 3 blocks; stamps range from 0x0 to 0x1f", found}},
+    const std::tuple<Call, uint64_t, uint64_t, Lines> cases[] = {
         {Call::OPEN, 1, 0, {"Could not open /e for scanning: Input/output error"}},
         {Call::SEEK,
          1,
@@ -116,58 +116,52 @@ TEST(PersistentDevice, ScansPastWhatItCannotRead) {
           "/e: block 1 with stamp 0x1f is not valid",
           "/e: newest valid data are in block 0, with stamp 0x1e"}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [call, times, skip, lines] : cases) {
         EEPROM eeprom({Block(0x1E), Block(0x1F), {}});
-        eeprom.io.Fail(c.call, EIO, c.times, c.skip);
+        eeprom.io.Fail(call, EIO, times, skip);
         DebugCapture capture;
         eeprom.device->ScanBlocks();
-        EXPECT_EQ(capture.Lines(), c.lines);
+        EXPECT_EQ(capture.Lines(), lines);
         EXPECT_EQ(eeprom.io.OpenDescriptors(), 0u);
     }
 }
 
 TEST(PersistentDevice, SaysWhatIsWrongWithABlock) {
-    const size_t payload = BlockHeader::kBytes;
+    const size_t payload = kBlock + BlockHeader::kBytes;
     const size_t trailer = payload + 8;
     std::vector<uint8_t> corrupt = kMessage;
     corrupt.back() ^= 1;
     corrupt.insert(corrupt.begin(), {0xA0, 0xA0});
-    const struct {
-        std::vector<uint8_t> block;
-        std::function<void(EEPROM&)> damage;
-        std::string problem;
-    } cases[] = {
-        {Block(9), [](EEPROM& e) { e.io.Fail(Call::OPEN, EACCES); }, "open failed: Permission denied"},
-        {Block(9), [](EEPROM& e) { e.io.Fail(Call::SEEK, EIO); }, "seek failed: Input/output error"},
-        {Block(9), [](EEPROM& e) { e.io.Fail(Call::READ, EIO); }, "header read failed: Input/output error"},
-        {Block(9), [](EEPROM& e) { e.io.SetContents(kPath, std::vector<uint8_t>(kBlock + 23)); },
-         "header read failed: only 23 of 24 bytes"},
-        {Block(9), [](EEPROM& e) { e.Change(kBlock, {0}); }, "bad header magic number"},
-        {Block(9),
-         [](EEPROM& e) {
-             e.Change(kBlock + 16, {0xF0, 0xFF, 0xFF, 0xFF});
-         },
+    const Damage none = [](EEPROM&) {};
+    const Damage truncate = [](EEPROM& e) { e.io.SetContents(kPath, std::vector<uint8_t>(kBlock + 23)); };
+    const std::tuple<std::vector<uint8_t>, Damage, std::string> cases[] = {
+        {kMessage, Refuse(Call::OPEN, EACCES), "open failed: Permission denied"},
+        {kMessage, Refuse(Call::SEEK, EIO), "seek failed: Input/output error"},
+        {kMessage, Refuse(Call::READ, EIO), "header read failed: Input/output error"},
+        {kMessage, truncate, "header read failed: only 23 of 24 bytes"},
+        {kMessage, Change(kBlock, {0}), "bad header magic number"},
+        {kMessage, Change(kBlock + 16, {0xF0, 0xFF, 0xFF, 0xFF}),
          "payload read failed: only 40 of 4294967280 bytes"},
-        {Block(9), [](EEPROM& e) { e.Change(kBlock + 16, {36}); }, "trailer read failed: only 4 of 8 bytes"},
-        {Block(9), [](EEPROM& e) { e.Change(kBlock + 16, {4}); }, "bad trailer magic number"},
-        {Block(9), [=](EEPROM& e) { e.Change(kBlock + trailer, {0}); }, "bad overall checksum"},
-        {Block(9), [=](EEPROM& e) { e.Change(kBlock + payload, {0xA2}); }, "bad overall checksum"},
-        {Block(9), [](EEPROM& e) { e.Change(kBlock + 20, {0}); }, "bad overall checksum"},
-        {Block(9, {0xA0, 0xA1, 0x07}), [](EEPROM&) {}, "incomplete message at offset 1"},
-        {Block(9, corrupt), [](EEPROM&) {}, "corrupt message at offset 2: Legacy CRC mismatch"},
-        {Block(9, {0x17}), [](EEPROM&) {}, "corrupt message at offset 0: Invalid sync byte 0x17"},
+        {kMessage, Change(kBlock + 16, {36}), "trailer read failed: only 4 of 8 bytes"},
+        {kMessage, Change(kBlock + 16, {4}), "bad trailer magic number"},
+        {kMessage, Change(trailer, {0}), "bad overall checksum"},
+        {kMessage, Change(payload, {0xA2}), "bad overall checksum"},
+        {kMessage, Change(kBlock + 20, {0}), "bad overall checksum"},
+        {{0xA0, 0xA1, 0x07}, none, "incomplete message at offset 1"},
+        {corrupt, none, "corrupt message at offset 2: Legacy CRC mismatch"},
     };
-    for (const auto& c : cases) {
-        EEPROM eeprom({Block(8), c.block});
-        c.damage(eeprom);
+    const AllocationWatch watch;
+    for (const auto& [bytes, damage, problem] : cases) {
+        EEPROM eeprom({Block(8), Block(9, bytes)});
+        damage(eeprom);
         uint32_t version = 99;
-        std::list<IncomingMessage> messages(1);
         DebugCapture capture;
-        EXPECT_EQ(eeprom.device->ReadBlock(1, &messages, &version), 0u);
-        EXPECT_THAT(capture.Lines(), ElementsAre("/e: in block 1: " + c.problem));
+        EXPECT_EQ(eeprom.device->ReadBlock(1, nullptr, &version), 0u);
+        EXPECT_THAT(capture.Lines(), ElementsAre("/e: in block 1: " + problem));
         EXPECT_EQ(version, 99u);
         EXPECT_EQ(eeprom.io.OpenDescriptors(), 0u);
     }
+    EXPECT_LT(watch.Largest(), 8192u);  // never what a damaged length says
     EEPROM eeprom({Block(8)});
     PersistentDevice unblocked(Type::File, "/f", 0, eeprom.io);
     DebugCapture capture;
@@ -202,14 +196,15 @@ TEST(PersistentDevice, ReadsMessagesThroughShortTransfers) {
 
 TEST(PersistentDevice, ReportsABlockInvalidWhenMemoryIsShort) {
     EEPROM eeprom({Block(1, std::vector<uint8_t>(kBlock - 32, 0xA0))});
-    const test::AllocationWatch watch(kBlock - 33);
+    const AllocationWatch watch(kBlock - 33);
     EXPECT_EQ(eeprom.device->ReadBlock(0, nullptr, nullptr), 0u);
 }
 
 TEST(PersistentDevice, WritesInvalidBlocksInOrderThenTheOldest) {
-    std::vector<uint8_t> torn = Block(90);
+    std::vector<uint8_t> torn = Block(90), badHeader = Block(91);
     torn[30] ^= 1;
-    EEPROM eeprom({Block(6), {}, torn, Block(5), {}});
+    badHeader[20] ^= 1;
+    EEPROM eeprom({Block(6), {}, torn, Block(5), badHeader});
     DebugCapture capture;
     for (uint64_t stamp = 7; stamp < 13; ++stamp)
         EXPECT_TRUE(eeprom.device->WriteBlock(stamp, Block(stamp)));
@@ -225,10 +220,7 @@ TEST(PersistentDevice, WritesInvalidBlocksInOrderThenTheOldest) {
 }
 
 TEST(PersistentDevice, SaysWhyABlockIsNotWrittenAndWritesItsPlaceNextTime) {
-    const struct {
-        std::function<void(FakeDeviceIO&)> damage;
-        std::string problem;
-    } cases[] = {
+    const std::pair<std::function<void(FakeDeviceIO&)>, std::string> cases[] = {
         {[](FakeDeviceIO& io) { io.Fail(Call::OPEN, EROFS); },
          "could not open for writing: Read-only file system"},
         {[](FakeDeviceIO& io) { io.Fail(Call::IOCTL, EIO); }, "could not erase block 1: Input/output error"},
@@ -240,30 +232,33 @@ TEST(PersistentDevice, SaysWhyABlockIsNotWrittenAndWritesItsPlaceNextTime) {
         {[](FakeDeviceIO& io) { io.Fail(Call::SYNC, EIO); }, "could not sync block 1: Input/output error"},
     };
     for (const Type type : {Type::MTD, Type::EEPROM})
-        for (const auto& c : cases) {
-            if (c.problem.find(type == Type::MTD ? "sync" : "erase") != std::string::npos)
+        for (const auto& [damage, problem] : cases) {
+            if (problem.find(type == Type::MTD ? "sync" : "erase") != std::string::npos)
                 continue;  // flash is not synced, nothing else is erased
             FakeDeviceIO io;
             const std::string path = io.AddMTD("persist", 2 * kBlock, kBlock);
             io.AddEEPROM(kPath, 2 * kBlock);
             PersistentDevice device(type, type == Type::MTD ? "persist" : kPath, kBlock, io);
             EXPECT_TRUE(device.WriteBlock(1, Block(1)));
-            c.damage(io);
+            damage(io);
             DebugCapture capture;
             EXPECT_FALSE(device.WriteBlock(2, Block(2)));
             io.ClearFailures();
             EXPECT_TRUE(device.WriteBlock(3, Block(3)));
             const std::string prefix = (type == Type::MTD ? path : kPath) + ": ";
             EXPECT_THAT(capture.Lines(),
-                        ElementsAre(prefix + c.problem, prefix + "wrote block 1 with stamp 0x3"));
+                        ElementsAre(prefix + problem, prefix + "wrote block 1 with stamp 0x3"));
             EXPECT_EQ(io.OpenDescriptors(), 0u);
         }
 }
 
-TEST(PersistentDevice, TakesASyncThatIsNotSupportedAsDone) {
+TEST(PersistentDevice, TakesASyncThatIsNotSupportedAsDoneAndADeviceThatIsGoneAsGone) {
     EEPROM eeprom({Block(0)});
     eeprom.io.Fail(Call::SYNC, EINVAL);
     EXPECT_TRUE(eeprom.device->WriteBlock(1, Block(1)));
+    eeprom.io.AddAbsentFile(kPath);
+    EXPECT_FALSE(eeprom.device->WriteBlock(2, Block(2)));
+    EXPECT_FALSE(eeprom.io.Exists(kPath));
 }
 
 TEST(PersistentDevice, RefusesToEraseWhereTheRequestCannotReach) {
@@ -315,4 +310,4 @@ TEST(PersistentDevice, WipesWhatItCan) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

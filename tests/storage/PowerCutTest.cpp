@@ -3,40 +3,39 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using test::FakeDeviceIO;
-using test::kNothing;
-using test::Loaded;
-using test::Settings;
-using test::Unsynced;
 
 constexpr size_t kBlock = 256;
 
 struct Board {
-    const char* name;
-    uint64_t blockSize;
-    std::function<void(FakeDeviceIO&)> build;
-    std::function<void(PersistentStorage&)> add;
+    size_t eepromBlocks, flashBlocks, files;
     enum { ONE_BLOCK, ONE_EACH, SEVERAL } blocks;
 };
 
 std::unique_ptr<PersistentStorage> Start(const Board& board, FakeDeviceIO& io) {
-    auto storage = std::make_unique<PersistentStorage>("test", board.blockSize, 1, io);
-    board.add(*storage);
+    auto storage = std::make_unique<PersistentStorage>("test", board.files ? 0 : kBlock, 1, io);
+    if (board.flashBlocks)
+        storage->AddMTD("persist");
+    if (board.eepromBlocks)
+        storage->AddEEPROM("/eeprom");
+    for (size_t i = 0; i < board.files; ++i)
+        storage->AddFile("/file" + std::to_string(i));
     return storage;
 }
 
 /// Saves again and again with a cut after every possible number of bytes, each time from what the cut before
 /// it left behind; `seed` is that of the scatter.
 void CutEverywhere(const Board& board, Unsynced unsynced, uint32_t seed) {
-    SCOPED_TRACE(testing::Message() << board.name << ", unsynced " << int(unsynced) << ", seed " << seed);
+    SCOPED_TRACE(testing::Message() << "EEPROM " << board.eepromBlocks << ", flash " << board.flashBlocks
+                                    << ", files " << board.files << ", unsynced " << int(unsynced)
+                                    << ", seed " << seed);
     const bool canBeLost = board.blocks == Board::ONE_BLOCK && unsynced != Unsynced::LOST;
     FakeDeviceIO io;
-    board.build(io);
+    io.AddEEPROM("/eeprom", board.eepromBlocks * kBlock);
+    io.AddMTD("persist", board.flashBlocks * kBlock, kBlock);
+    for (size_t i = 0; i < board.files; ++i)
+        io.AddAbsentFile("/file" + std::to_string(i));
     uint32_t known = 1;
     Start(board, io)->Save(Settings(known).index, 0);
     bool completed = false;
@@ -60,42 +59,10 @@ void CutEverywhere(const Board& board, Unsynced unsynced, uint32_t seed) {
 }
 
 TEST(PowerCut, LeavesThePreviousOrTheNewValuesWhole) {
-    const auto eeprom = [](size_t blocks) {
-        return [blocks](FakeDeviceIO& io) { io.AddEEPROM("/eeprom", blocks * kBlock); };
-    };
-    const auto flash = [](size_t blocks) {
-        return [blocks](FakeDeviceIO& io) { io.AddMTD("persist", blocks * kBlock, kBlock); };
-    };
-    const auto addEEPROM = [](PersistentStorage& storage) { storage.AddEEPROM("/eeprom"); };
-    const auto addFlash = [](PersistentStorage& storage) { storage.AddMTD("persist"); };
     const Board boards[] = {
-        {"EEPROM, one block", kBlock, eeprom(1), addEEPROM, Board::ONE_BLOCK},
-        {"EEPROM, two blocks", kBlock, eeprom(2), addEEPROM, Board::SEVERAL},
-        {"EEPROM, five blocks", kBlock, eeprom(5), addEEPROM, Board::SEVERAL},
-        {"flash, two blocks", kBlock, flash(2), addFlash, Board::SEVERAL},
-        {"flash, five blocks", kBlock, flash(5), addFlash, Board::SEVERAL},
-        {"file", 0, [](FakeDeviceIO& io) { io.AddAbsentFile("/a"); },
-         [](PersistentStorage& storage) { storage.AddFile("/a"); }, Board::ONE_BLOCK},
-        {"two files", 0,
-         [](FakeDeviceIO& io) {
-             io.AddAbsentFile("/a");
-             io.AddAbsentFile("/b");
-         },
-         [](PersistentStorage& storage) {
-             storage.AddFile("/a");
-             storage.AddFile("/b");
-         },
-         Board::ONE_EACH},
-        {"flash and EEPROM, one block each", kBlock,
-         [&](FakeDeviceIO& io) {
-             flash(1)(io);
-             eeprom(1)(io);
-         },
-         [&](PersistentStorage& storage) {
-             addFlash(storage);
-             addEEPROM(storage);
-         },
-         Board::ONE_EACH},
+        {1, 0, 0, Board::ONE_BLOCK}, {2, 0, 0, Board::SEVERAL},  {5, 0, 0, Board::SEVERAL},
+        {0, 2, 0, Board::SEVERAL},   {0, 5, 0, Board::SEVERAL},  {0, 0, 1, Board::ONE_BLOCK},
+        {0, 0, 2, Board::ONE_EACH},  {1, 1, 0, Board::ONE_EACH},
     };
     for (const Board& board : boards) {
         CutEverywhere(board, Unsynced::LOST, 0);
@@ -106,4 +73,4 @@ TEST(PowerCut, LeavesThePreviousOrTheNewValuesWhole) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -4,7 +4,7 @@
 
 #include <string.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 TEST(StorageBlock, HasTheStatedBytes) {
@@ -36,4 +36,4 @@ TEST(StorageBlock, HasTheStatedBytes) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -1,5 +1,7 @@
 #include "support/DebugCapture.h"
 
+#include "support/TempDirectory.h"
+
 #include <gtest/gtest.h>
 
 #include <sys/mman.h>
@@ -19,7 +21,7 @@ DebugOptions OptionsFor(uint32_t consoleMask) {
     return options;
 }
 
-std::string WithoutPrefixes(const std::string& line) {
+std::string WithoutPrefix(const std::string& line) {
     // Two words of time (or one of uptime), then the thread's name in brackets.
     const size_t bracket = line.find('[');
     const size_t end = bracket == std::string::npos ? bracket : line.find("] ", bracket);
@@ -27,6 +29,11 @@ std::string WithoutPrefixes(const std::string& line) {
 }
 
 }  // namespace
+
+std::vector<std::string> WithoutPrefixes(std::vector<std::string> lines) {
+    std::transform(lines.begin(), lines.end(), lines.begin(), WithoutPrefix);
+    return lines;
+}
 
 DebugCapture::DebugCapture(uint32_t consoleMask)
     : savedStdout_(-1), file_(memfd_create("stdout", MFD_CLOEXEC)), debug_(OptionsFor(consoleMask), nullptr) {
@@ -54,20 +61,11 @@ std::string DebugCapture::Text() const {
 }
 
 std::vector<std::string> DebugCapture::RawLines() {
-    const std::string text = Text();
-    std::vector<std::string> lines;
-    for (size_t start = 0; start < text.size();) {
-        const size_t end = std::min(text.find('\n', start), text.size());
-        lines.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return lines;
+    return SplitLines(Text());
 }
 
 std::vector<std::string> DebugCapture::Lines() {
-    std::vector<std::string> lines = RawLines();
-    std::transform(lines.begin(), lines.end(), lines.begin(), WithoutPrefixes);
-    return lines;
+    return WithoutPrefixes(RawLines());
 }
 
 size_t DebugCapture::Count(const std::string& text) {

@@ -2,10 +2,15 @@
 
 #include <quarn/Debug.h>
 
+#include "support/TempDirectory.h"
+
 #include <string>
 #include <vector>
 
 namespace quarn::test {
+
+/// The messages of printed or logged lines: without the time and thread prefixes.
+std::vector<std::string> WithoutPrefixes(std::vector<std::string> lines);
 
 /// Makes a Debug of its own the default and catches what goes to standard output until it is destroyed.
 class DebugCapture {

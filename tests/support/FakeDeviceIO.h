@@ -78,9 +78,6 @@ public:
     uint32_t Read32(const volatile uint32_t* word) override;
     void Write32(volatile uint32_t* word, uint32_t value) override;
 
-protected:
-    bool Refused(Call call);
-
 private:
     struct Medium;
     struct Descriptor;
@@ -90,6 +87,7 @@ private:
         int error;
     };
 
+    bool Refused(Call call);
     Medium* Find(const std::string& path) const;
     Medium& Get(const std::string& path) const;
     size_t Spend(size_t bytes);

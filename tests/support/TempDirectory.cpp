@@ -12,6 +12,16 @@ namespace quarn::test {
 
 namespace fs = std::filesystem;
 
+std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find('\n', start), text.size());
+        lines.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return lines;
+}
+
 TempDirectory::TempDirectory() : path_((fs::temp_directory_path() / "quarn-test-XXXXXX").string()) {
     if (!mkdtemp(path_.data()))
         throw std::runtime_error("cannot create a temporary directory");

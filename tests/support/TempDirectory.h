@@ -5,6 +5,11 @@
 
 namespace quarn::test {
 
+using Lines = std::vector<std::string>;
+
+/// What stands before, between and behind the newlines; nothing behind the last one is no line.
+std::vector<std::string> SplitLines(const std::string& text);
+
 /// A folder under the system's temporary one that goes with this object, contents included.
 class TempDirectory {
 public:
@@ -19,6 +24,8 @@ public:
     /// Creates or replaces a file.
     void Write(const std::string& name, const std::string& contents) const;
     std::string Read(const std::string& name) const;
+    /// The file's lines.
+    std::vector<std::string> Lines(const std::string& name) const { return SplitLines(Read(name)); }
     /// The names inside, sorted.
     std::vector<std::string> Names() const;
 

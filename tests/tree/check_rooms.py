@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that no file includes from a room below its own, and that quarn.h and the minimal daemon in README.md are
+"""Checks that no file includes from a room below its own, that the simulated board uses public headers only and nothing
+uses it, that what the public headers offer is marked for shared libraries, and that quarn.h and the minimal daemon in README.md are
 what the tree holds. Prints each offence; the exit status says whether there was one."""
 import pathlib
 import re
@@ -10,6 +11,8 @@ ROOMS = ["foundation", "values", "messages", "workers", "connections", "storage"
 HEADER_ONLY = {"Attributes": "foundation", "Parse": "values", "VariantType": "values", "Variable": "messages",
                "TCPConnectionReceiver": "connections", "BulkTransferStatus": "services",
                "SLIPConstants": "messages", "MicrosecondClock": "devices", "SettableMicrosecondClock": "devices"}
+
+UNMARKED_FUNCTION = r"(?!QUARN_API |inline |constexpr |friend )[a-zA-Z][\w:<>*& ]* [*&]?\w+\(.*[,;]$"
 
 root = pathlib.Path(sys.argv[1])
 offences = []
@@ -24,6 +27,8 @@ def check_includes(path, room):
     for number, line in enumerate(path.read_text().splitlines(), 1):
         public = re.match(r"\s*#\s*include <quarn/(\w+)\.h>", line)
         private = re.match(r'\s*#\s*include "(\w+)/', line)
+        if re.match(r"\s*#\s*include <quarn/sim/", line):
+            offences.append(f"{path}:{number}: {room} includes from the simulated board")
         if public and public[1] not in room_of:
             offences.append(f"{path}:{number}: {public[1]}.h belongs to no room")
             continue
@@ -43,6 +48,18 @@ for header in headers:
 for room in ROOMS:
     for path in sorted((root / "src" / room).glob("*.*")):
         check_includes(path, room)
+
+for path in sorted((root / "sim").glob("**/*.*")):
+    for number, line in enumerate(path.read_text().splitlines(), 1):
+        used = re.match(r'\s*#\s*include "([^"]*)"', line)
+        if used and not (path.parent / used[1]).is_file():
+            offences.append(f"{path}:{number}: the simulated board includes {used[1]}, which is not its own")
+
+# Unmarked, they would be missing from shared libraries.
+for path in headers + sorted((root / "sim/include").glob("**/*.h")):
+    for number, line in enumerate(path.read_text().splitlines(), 1):
+        if re.match(r"(class|struct) (?!QUARN_API )[^;]*$", line) or re.match(UNMARKED_FUNCTION, line):
+            offences.append(f"{path}:{number}: lacks QUARN_API")
 
 included = re.findall(r"#include <quarn/(\w+)\.h>", (root / "include/quarn/quarn.h").read_text())
 expected = [header.stem for header in headers if header.stem != "quarn"]

@@ -6,7 +6,7 @@
 
 #include <arpa/inet.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 using namespace std::string_literals;
@@ -26,9 +26,8 @@ TEST(IPAddressTest, HoldsNetworkByteOrder) {
 TEST(IPAddressTest, RefusesOtherTexts) {
     for (const std::string& text :
          {""s, "1.2.3"s, "1.2.3.256"s, "1.2.3.4 "s, "0x7F.0.0.1"s, "1.2.3.4.5"s, "::1"s})
-        EXPECT_EQ(test::ThrownMessage([&] { IPAddress address(text); }), text + " is not a valid IP address");
-    EXPECT_EQ(test::ThrownMessage([] { IPAddress address("1.2.3.4\0x"s); }),
-              "1.2.3.4 is not a valid IP address");
+        EXPECT_EQ(ThrownMessage([&] { IPAddress address(text); }), text + " is not a valid IP address");
+    EXPECT_EQ(ThrownMessage([] { IPAddress address("1.2.3.4\0x"s); }), "1.2.3.4 is not a valid IP address");
 }
 
 TEST(IPAddressTest, CountsPrefixBits) {
@@ -40,4 +39,4 @@ TEST(IPAddressTest, CountsPrefixBits) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -10,12 +10,13 @@
 
 #include <functional>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 using namespace std::string_literals;
-using test::ThrownMessage;
 using Texts = std::vector<std::string>;
+
+using Parser = std::function<std::string(const std::string&)>;
 
 const auto F = [](const std::string& text) { return std::to_string(ParseFloat(text)); };
 const auto I16 = [](const std::string& text) { return std::to_string(ParseI16(text)); };
@@ -41,11 +42,7 @@ auto UMax(uint64_t max) {
 }
 
 TEST(ParseTest, ConvertsNumbers) {
-    const struct {
-        std::function<std::string(const std::string&)> parse;
-        std::string text;
-        const char* result;
-    } cases[] = {
+    const std::tuple<Parser, std::string, const char*> cases[] = {
         {U32(0), "010", "10"},
         {U32(0), "0x10", "16"},
         {U32(0), "  +7", "7"},
@@ -71,78 +68,61 @@ TEST(ParseTest, ConvertsNumbers) {
         {F, " -1.5e1", "-15.000000"},
         {F, "0x1p-1", "0.500000"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [parse, text, result] : cases) {
         errno = ERANGE;  // of earlier business
-        EXPECT_EQ(c.parse(c.text), c.result) << Prettify(c.text);
+        EXPECT_EQ(parse(text), result) << Prettify(text);
     }
     EXPECT_EQ(ParseFloat("1e-40"), 1e-40f);
     EXPECT_TRUE(isinf(ParseFloat("1e40")));
 }
 
 TEST(ParseTest, SaysWhyATextIsNoNumber) {
-    const struct {
-        std::function<std::string(const std::string&)> parse;
-        std::string text;
-        const char* message;
-    } cases[] = {
-        {F, "", "Could not convert empty string to float"},
-        {I16, "", "Could not convert empty string to int16"},
-        {U16(0), "", "Could not convert empty string to uint16"},
-        {I32, "", "Could not convert empty string to int32"},
-        {U32(0), "", "Could not convert empty string to uint32"},
-        {U32(1, 2), "\0001"s, "Could not convert empty string to uint32"},
-        {I64, "", "Could not convert empty string to int64"},
-        {U64(0), "", "Could not convert empty string to uint64"},
-        {IMax, "", "Could not convert empty string to uint64"},
-        {UMax(0), "", "Could not convert empty string to uint64"},
-        {Address, "", "Could not convert empty string to address"},
-        {F, "1.5x", "Could not convert \"1.5x\" to float"},
-        {F, " ", "Could not convert \" \" to float"},
-        {I16, "-32769", "Could not convert \"-32769\" to int16"},
-        {I16, "32768", "Could not convert \"32768\" to int16"},
-        {U16(0), "65536", "Could not convert \"65536\" to uint16"},
-        {U16(9), "65536", "Could not convert \"65536\" to uint16"},
-        {U16(0), "-1", "Could not convert \"-1\" to uint16"},
-        {U16(9), "10", "Value \"10\" is not in the range 0..9"},
-        {I32, "9223372036854775808", "Could not convert \"9223372036854775808\" to int32"},
-        {U32(0), "1 ", "Could not convert \"1 \" to uint32"},
-        {U32(0), " ", "Could not convert \" \" to uint32"},
-        {U32(0), "0X10", "Could not convert \"0X10\" to uint32"},
-        {U32(0), "1f", "Could not convert \"1f\" to uint32"},
-        {U32(0), "0x", "Could not convert \"0x\" to uint32"},
-        {U32(0), "18446744073709551616", "Could not convert \"18446744073709551616\" to uint32"},
-        {U32(255), "-1", "Value \"-1\" is not in the range 0..255"},
-        {U32(UINT32_MAX), "0x100000000", "Value \"0x100000000\" is not in the range 0..4294967295"},
-        {U32(5, 7), "4", "Value \"4\" is not in the range 5..7"},
-        {U32(5, 7), "4294967302", "Value \"4294967302\" is not in the range 5..7"},
-        {I64, "9223372036854775808", "Could not convert \"9223372036854775808\" to int64"},
-        {U64(9), "10", "Value \"10\" is not in the range 0..9"},
-        {U64(0), "x", "Could not convert \"x\" to uint64"},
-        {IMax, "x", "Could not convert \"x\" to intmax"},
-        {UMax(0), "x", "Could not convert \"x\" to uintmax"},
-        {UMax(9), "10", "Value \"10\" is not in the range 0..9"},
-        {Address, "10 ", "Could not convert \"10 \" to address"},
-        {Address, "%s", "Could not convert \"%s\" to address"},
+    const std::tuple<Parser, const char*, Texts> unconverted[] = {
+        {F, "float", {"", "1.5x", " "}},
+        {I16, "int16", {"", "-32769", "32768"}},
+        {U16(0), "uint16", {"", "65536", "-1"}},
+        {U16(9), "uint16", {"65536"}},
+        {I32, "int32", {"", "9223372036854775808"}},
+        {U32(0), "uint32", {"", "1 ", " ", "0X10", "1f", "0x", "18446744073709551616"}},
+        {I64, "int64", {"", "9223372036854775808"}},
+        {U64(0), "uint64", {"", "x"}},
+        {IMax, "intmax", {"x"}},
+        {UMax(0), "uintmax", {"x"}},
+        {Address, "address", {"", "10 ", "%s"}},
+        {IMax, "uint64", {""}},
+        {UMax(0), "uint64", {""}},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(ThrownMessage([&] { c.parse(c.text); }), c.message);
+    for (const auto& [parse, type, texts] : unconverted)
+        for (const std::string& text : texts)
+            EXPECT_EQ(
+                ThrownMessage([&, use = parse] { use(text); }),
+                "Could not convert " + (text.empty() ? "empty string" : '"' + text + '"') + " to " + type);
+    const std::tuple<Parser, std::string, const char*> outside[] = {
+        {U16(9), "10", "0..9"},
+        {U32(255), "-1", "0..255"},
+        {U32(UINT32_MAX), "0x100000000", "0..4294967295"},
+        {U32(5, 7), "4", "5..7"},
+        {U32(5, 7), "4294967302", "5..7"},
+        {U64(9), "10", "0..9"},
+        {UMax(9), "10", "0..9"},
+    };
+    for (const auto& [parse, text, range] : outside)
+        EXPECT_EQ(ThrownMessage([&, use = parse, bad = text] { use(bad); }),
+                  "Value \"" + text + "\" is not in the range " + range);
+    EXPECT_EQ(ThrownMessage([] { ParseU32("\0001"s, 1, 2); }), "Could not convert empty string to uint32");
 }
 
 TEST(ParseTest, ParsesByteVectors) {
-    const Texts texts = {"0", "0xFF", "7"};
-    EXPECT_EQ(ParseByteVector(texts.begin(), texts.end()), (std::vector<uint8_t>{0, 255, 7}));
-    const Texts bad = {"256"};
-    EXPECT_EQ(ThrownMessage([&] { ParseByteVector(bad.begin(), bad.end()); }),
+    const Texts texts = {"0", "0xFF", "7", "256"};
+    EXPECT_EQ(ParseByteVector(texts.begin(), texts.end() - 1), (std::vector<uint8_t>{0, 255, 7}));
+    EXPECT_EQ(ThrownMessage([&] { ParseByteVector(texts.begin(), texts.end()); }),
               "Value \"256\" is not in the range 0..255");
 }
 
 TEST(ParseTest, FindsListenerAddresses) {
-    for (const auto& [text, address] :
-         std::initializer_list<std::pair<const char*, const char*>>{{"", "127.0.0.1"},
-                                                                    {" \t", "127.0.0.1"},
-                                                                    {"*", "0.0.0.0"},
-                                                                    {" * ", "0.0.0.0"},
-                                                                    {"1.2.3.4", "1.2.3.4"}})
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "127.0.0.1"}, {" \t", "127.0.0.1"}, {" * ", "0.0.0.0"}, {"1.2.3.4", "1.2.3.4"}};
+    for (const auto& [text, address] : cases)
         EXPECT_EQ(ParseIPListenerAddress(text).ToString(), address);
     EXPECT_EQ(ThrownMessage([] { ParseIPListenerAddress(" 1.2.3.4"); }),
               " 1.2.3.4 is not a valid IP address");
@@ -162,10 +142,7 @@ TEST(ParseTest, FindsMACAddresses) {
 }
 
 TEST(ParseTest, SplitsCommandLines) {
-    const struct {
-        const char* text;
-        Texts tokens;
-    } cases[] = {
+    const std::pair<const char*, Texts> cases[] = {
         {"", {}},
         {" \t\n", {}},
         {"a \"b c\" \"\"", {"a", "b c", ""}},
@@ -173,8 +150,8 @@ TEST(ParseTest, SplitsCommandLines) {
         {"\"\\\" n", {"\\", "n"}},
         {"caf\xC3\xA9 \"'\"", {"caf\xC3\xA9", "'"}},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(Tokenize(c.text), c.tokens) << c.text;
+    for (const auto& [text, tokens] : cases)
+        EXPECT_EQ(Tokenize(text), tokens) << text;
     for (const char* text : {"a\"b", "x a\"b\"", "a\""})
         EXPECT_EQ(ThrownMessage([&] { Tokenize(text); }), "Double-quote within token");
     for (const char* text : {"\"", "a \"b c"})
@@ -202,8 +179,8 @@ TEST(ParseTest, DescribesTokenChanges) {
 
 TEST(ParseTest, ParsesSingleRanges) {
     uint32_t first = 77, last = 78;
-    for (const char* text : {"", "-", "5-", "-5", "1-2-3", "1--5", "a", "1-b", "1 -2", "4294967296",
-                             "0-4294967296", "1-18446744073709551616"})
+    for (const char* text : {"", "-", "5-", "-5", "1-2-3", "1--5", "1--18446744073709551615", "a", "1-b",
+                             "1 -2", "4294967296", "0-4294967296", "1-18446744073709551616"})
         EXPECT_FALSE(ParseU32Range(text, &first, &last, '-')) << text;
     EXPECT_EQ(first, 77u);
     EXPECT_EQ(last, 78u);
@@ -219,11 +196,7 @@ TEST(ParseTest, ParsesSingleRanges) {
 }
 
 TEST(ParseTest, ExpandsRangeLists) {
-    const struct {
-        const char* text;
-        uint32_t maxValue, maxCount;
-        std::vector<uint32_t> values;
-    } cases[] = {
+    const std::tuple<const char*, uint32_t, uint32_t, std::vector<uint32_t>> cases[] = {
         {"", 0, 0, {}},
         {"5-3", 0, 10, {5, 4, 3}},
         {"7,1-3,2", 7, 5, {7, 1, 2, 3, 2}},
@@ -231,14 +204,10 @@ TEST(ParseTest, ExpandsRangeLists) {
         {"4294967295-4294967294", UINT32_MAX, 2, {4294967295, 4294967294}},
         {"1-0", 0, 2, {1, 0}},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(ParseU32RangeList(c.text, c.maxValue, c.maxCount, '-'), c.values) << c.text;
+    for (const auto& [text, maxValue, maxCount, values] : cases)
+        EXPECT_EQ(ParseU32RangeList(text, maxValue, maxCount, '-'), values) << text;
 
-    const struct {
-        const char* text;
-        uint32_t maxValue, maxCount;
-        const char* message;
-    } failures[] = {
+    const std::tuple<const char*, uint32_t, uint32_t, const char*> failures[] = {
         {"1,", 0, 9, "Range list is malformed"},
         {"1,,2", 0, 9, "Range list is malformed"},
         {"1:2", 0, 9, "Range list is malformed"},
@@ -251,8 +220,10 @@ TEST(ParseTest, ExpandsRangeLists) {
         {"4294967295-0", 0, 1, "Range list would expand to more than 1values"},
         {"1", 0, 0, "Range list would expand to more than 0 values"},
     };
-    for (const auto& c : failures)
-        EXPECT_EQ(ThrownMessage([&] { ParseU32RangeList(c.text, c.maxValue, c.maxCount, '-'); }), c.message);
+    for (const auto& [text, maxValue, maxCount, message] : failures)
+        EXPECT_EQ(
+            ThrownMessage([&, t = text, v = maxValue, c = maxCount] { ParseU32RangeList(t, v, c, '-'); }),
+            message);
 }
 
 TEST(ParseTest, ReadsAndComparesVersions) {
@@ -278,4 +249,4 @@ TEST(ParseTest, WritesBinaryCodedDigits) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -1,5 +1,6 @@
 #include <quarn/NamedLock.h>
 
+#include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
 
 #include <gtest/gtest.h>
@@ -8,10 +9,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace quarn {
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace quarn::test {
 namespace {
 
-using test::ThrownMessage;
+/// The descriptor that is open on the file; -1 for none.
+int DescriptorOf(const std::string& path) {
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        if (std::filesystem::read_symlink(entry.path(), gone) == std::filesystem::canonical(path))
+            return std::stoi(entry.path().filename());
+    }
+    return -1;
+}
 
 class NamedLockTest : public testing::Test {
 protected:
@@ -53,10 +66,27 @@ TEST_F(NamedLockTest, ExcludesOtherHoldersOfTheName) {
     EXPECT_EQ(access(path.c_str(), F_OK), 0);
 }
 
+TEST_F(NamedLockTest, SaysWhatTheSystemRefuses) {
+    DebugCapture debug;
+    {
+        NamedLock lock(name);
+        lock.Lock();
+        close(DescriptorOf(path));  // behind its back
+        EXPECT_EQ(ThrownMessage([&] { lock.Lock(); }),
+                  "NamedLock: error locking " + path + ": Bad file descriptor");
+        EXPECT_FALSE(lock.TryLock());
+        EXPECT_EQ(ThrownMessage([&] { lock.Unlock(); }),
+                  "NamedLock: error unlocking " + path + ": Bad file descriptor");
+        EXPECT_TRUE(debug.Lines().empty());
+    }
+    EXPECT_EQ(debug.Lines(),
+              std::vector<std::string>{"NamedLock: could not close " + path + ": Bad file descriptor"});
+}
+
 TEST_F(NamedLockTest, SaysWhichFileCannotBeCreated) {
     EXPECT_EQ(ThrownMessage([] { NamedLock lock("quarn-no-such-folder/x"); }),
               "NamedLock: could not create /var/lock/LCK..quarn-no-such-folder/x: No such file or directory");
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -17,7 +17,7 @@ public:
     std::function<bool()> initialize = [] { return true; };
     std::function<bool()> preWait = [] { return true; };
     std::function<bool()> work = [] { return true; };
-    std::function<void()> finalize = [] {};
+    std::function<bool()> finalize = [] { return true; };
 
     std::atomic<uint64_t> works{0};
     std::atomic<int> finalizes{0};

@@ -15,19 +15,13 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <list>
 #include <memory>
 #include <thread>
 #include <vector>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using test::DebugCapture;
-using test::Eventually;
-using test::Obstacle;
-using test::ScriptedWorker;
-using test::ThrownMessage;
-using Lines = std::vector<std::string>;
 
 TEST(WorkerTest, RegistersUnderTheFirstFreeName) {
     const ScriptedWorker first("rx");
@@ -97,38 +91,45 @@ TEST(WorkerTest, RunsOncePerWake) {
 }
 
 TEST(WorkerTest, EndsByItselfWithFinalizeAndSaysWhy) {
-    const auto boom = []() -> bool { throw MonitorException("boom %d", 1); };
-    const auto no = [] { return false; };
+    using Override = std::function<bool()>;
+    const Override boom = []() -> bool { throw MonitorException("boom %d", 1); };
+    const Override no = [] { return false; };
+    const Override yes = [] { return true; };
+    const Lines raised = {"Worker \"rx\" raised exception", "  boom 1"};
     const struct {
-        std::function<bool()> initialize, preWait, work;
-        std::function<void()> finalize;
-        uint32_t mask;
+        Override initialize, preWait, work, finalize;
         Lines printed;
     } cases[] = {
-        {no, {}, {}, {}, DEBUG_INFO, {"Worker \"rx\" Initialize override requested exit"}},
-        {boom, {}, {}, {}, DEBUG_ERR, {"Worker \"rx\" raised exception", "  boom 1"}},
-        {{}, boom, {}, {}, DEBUG_ERR, {"Worker \"rx\" raised exception", "  boom 1"}},
-        {{}, {}, no, {}, DEBUG_ERR, {"Worker \"rx\" Work override requested exit"}},
-        {{}, {}, boom, {}, DEBUG_ERR, {"Worker \"rx\" raised exception", "  boom 1"}},
-        {no, {}, {}, boom, DEBUG_ERR, {"Worker \"rx\" Finalize override raised exception", "  boom 1"}},
+        {no, yes, yes, yes, {"Worker \"rx\" Initialize override requested exit"}},
+        {boom, yes, yes, yes, raised},
+        {yes, boom, yes, yes, raised},
+        {yes, yes, no, yes, {"Worker \"rx\" Work override requested exit"}},
+        {yes, yes, boom, yes, raised},
+        {yes,
+         no,
+         no,
+         boom,
+         {"Worker \"rx\" Work override requested exit", "Worker \"rx\" Finalize override raised exception",
+          "  boom 1"}},
     };
     for (const auto& c : cases) {
-        DebugCapture capture(c.mask);
-        ScriptedWorker worker("rx");
-        worker.initialize = c.initialize ? c.initialize : worker.initialize;
-        worker.preWait = c.preWait ? c.preWait : worker.preWait;
-        worker.work = c.work ? c.work : worker.work;
-        worker.finalize = c.finalize ? c.finalize : worker.finalize;
-        worker.Start();
-        worker.Wake();
-        EXPECT_TRUE(Eventually([&] { return worker.finalizes == 1; }));
-        EXPECT_EQ(worker.GetStatus(), "stopping");
-        EXPECT_FALSE(worker.Lock());
-        EXPECT_FALSE(worker.TryLock(1000));
-        worker.Stop();
-        EXPECT_EQ(worker.GetStatus(), "joined");
-        EXPECT_EQ(worker.finalizes, 1);
-        EXPECT_EQ(capture.Lines(), c.printed);
+        DebugCapture capture;
+        {
+            ScriptedWorker worker("rx");
+            worker.initialize = c.initialize;
+            worker.preWait = c.preWait;
+            worker.work = c.work;
+            worker.finalize = c.finalize;
+            worker.Start();
+            worker.Wake();
+            EXPECT_TRUE(Eventually([&] { return worker.finalizes == 1; }));
+            EXPECT_EQ(worker.GetStatus(), "stopping");
+            EXPECT_FALSE(worker.Lock() || worker.TryLock(1000));
+            worker.Stop();
+            EXPECT_EQ(worker.GetStatus(), "joined");
+            EXPECT_EQ(worker.finalizes, 1);
+        }
+        EXPECT_EQ(capture.Lines(), c.printed);  // and nothing at its destruction
     }
 }
 
@@ -154,10 +155,7 @@ TEST(WorkerTest, PrintsItsProgressAtADebugLevel) {
 
 TEST(WorkerTest, SaysWhenItIsStoppedOrInterruptedWhileWaiting) {
     DebugCapture capture(DEBUG_ERR);
-    struct sigaction ignored {};
-    struct sigaction previous {};
-    ignored.sa_handler = [](int) {};
-    sigaction(SIGUSR1, &ignored, &previous);
+    const sighandler_t previous = signal(SIGUSR1, [](int) {});
     ScriptedWorker worker("rx");
     pthread_t thread{};
     worker.initialize = [&] {
@@ -174,7 +172,7 @@ TEST(WorkerTest, SaysWhenItIsStoppedOrInterruptedWhileWaiting) {
     EXPECT_EQ(worker.works, 1u);
     worker.Stop();
     EXPECT_EQ(capture.Lines().back(), "Worker \"rx\" was told to stop while waiting");
-    sigaction(SIGUSR1, &previous, nullptr);
+    signal(SIGUSR1, previous);
 }
 
 TEST(WorkerTest, LocksOutOthersForASecondAtMost) {
@@ -234,36 +232,42 @@ TEST(WorkerTest, TurnsAwayWaitingThreadsAsSoonAsItFinishes) {
     PermanentCondition turnedAway;
     worker.initialize = [&] {
         ending.Raise();
-        // Time to get into Lock(); whether that succeeds does not matter to the outcome.
+        // Time to get into TryLock(); whether that succeeds does not matter to the outcome.
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         return false;
     };
-    worker.finalize = [&] { EXPECT_TRUE(turnedAway.WaitFor(900)); };  // the lock is held meanwhile
+    worker.finalize = [&] { return turnedAway.WaitFor(20000); };  // the lock is held meanwhile
     bool locked = true;
     std::thread waiting([&] {
         ending.WaitFor(20000);
-        locked = worker.Lock();
+        locked = worker.TryLock(30000);
         turnedAway.Raise();
     });
     worker.Start();
+    EXPECT_TRUE(turnedAway.WaitFor(15000));
     waiting.join();
     EXPECT_FALSE(locked);
     worker.Stop();
 }
 
 TEST(WorkerTest, IsAbandonedWhenItDoesNotStopInTime) {
-    // Both stay alive for good, as an abandoned worker must.
-    static ScriptedWorker& worker = *new ScriptedWorker("stuck");
-    static Obstacle& obstacle = *new Obstacle;
-    worker.work = [] { return obstacle.Block(); };
+    struct Stuck {
+        ScriptedWorker worker{"stuck"};
+        Obstacle obstacle;
+    };
+    static auto& forGood = *new std::list<Stuck>;  // as long as an abandoned worker must live
+    Stuck& stuck = forGood.emplace_back();
+    ScriptedWorker& worker = stuck.worker;
+    worker.work = [&stuck] { return stuck.obstacle.Block(); };
     worker.Start();
     worker.Wake();
-    ASSERT_TRUE(obstacle.reached.WaitFor(20000));
-    EXPECT_EQ(ThrownMessage([] { worker.Stop(); }), "Timeout waiting for thread to exit on worker \"stuck\"");
+    ASSERT_TRUE(stuck.obstacle.reached.WaitFor(20000));
+    EXPECT_EQ(ThrownMessage([&] { worker.Stop(); }),
+              "Timeout waiting for thread to exit on worker \"" + worker.GetName() + "\"");
     EXPECT_EQ(worker.GetStatus(), "abandoned");
     worker.Stop();
-    obstacle.released.Raise();
-    EXPECT_TRUE(Eventually([] { return worker.finalizes == 1; }));
+    stuck.obstacle.released.Raise();
+    EXPECT_TRUE(Eventually([&] { return worker.finalizes == 1; }));
     EXPECT_EQ(worker.GetStatus(), "abandoned");
 }
 
@@ -291,18 +295,6 @@ TEST(WorkerTest, WarnsWhenItIsDestroyedWithoutStop) {
                      Format("          fd %d (sink)", ends[1])}));
     close(ends[0]);
     close(ends[1]);
-}
-
-TEST(WorkerTest, IsQuietWhenItIsDestroyedInGoodOrder) {
-    DebugCapture capture;
-    { ScriptedWorker neverStarted("rx"); }
-    {
-        ScriptedWorker worker("rx");
-        worker.initialize = [] { return false; };
-        worker.Start();
-        worker.Stop();
-    }
-    EXPECT_EQ(capture.Lines(), Lines{"Worker \"rx\" Initialize override requested exit"});
 }
 
 TEST(WorkerTest, SurvivesManyLivesUnderLoad) {
@@ -342,4 +334,4 @@ TEST(WorkerTest, SurvivesManyLivesUnderLoad) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

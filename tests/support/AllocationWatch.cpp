@@ -1,4 +1,4 @@
-#include "storage/AllocationWatch.h"
+#include "support/AllocationWatch.h"
 
 #include <stdlib.h>
 
@@ -10,10 +10,12 @@ namespace {
 
 std::atomic<size_t> largest = 0;
 std::atomic<size_t> limit = SIZE_MAX;
+thread_local uint64_t count = 0;
 
 }  // namespace
 
-void* operator new(size_t size) {
+[[gnu::noinline]] void* operator new(size_t size) {
+    ++count;
     largest = std::max<size_t>(largest, size);
     void* const memory = size > limit ? nullptr : malloc(size);
     if (!memory)
@@ -21,11 +23,11 @@ void* operator new(size_t size) {
     return memory;
 }
 
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     free(memory);
 }
 
-void operator delete(void* memory, size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept {
     free(memory);
 }
 
@@ -42,6 +44,10 @@ AllocationWatch::~AllocationWatch() {
 
 size_t AllocationWatch::Largest() const {
     return largest;
+}
+
+uint64_t AllocationWatch::CountOfThread() {
+    return count;
 }
 
 }  // namespace quarn::test

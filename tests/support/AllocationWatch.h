@@ -6,7 +6,7 @@
 namespace quarn::test {
 
 /// Sees the program's allocations with new since it was made, and makes those above a limit fail. One at a
-/// time.
+/// time, and only in programs that use it.
 class AllocationWatch {
 public:
     explicit AllocationWatch(size_t limit = SIZE_MAX);
@@ -15,6 +15,8 @@ public:
     AllocationWatch& operator=(const AllocationWatch&) = delete;
 
     size_t Largest() const;
+    /// How many the calling thread has made in its life.
+    static uint64_t CountOfThread();
 };
 
 }  // namespace quarn::test

@@ -1,0 +1,1 @@
+quarn_bench(i2c)

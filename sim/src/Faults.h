@@ -1,0 +1,42 @@
+#pragma once
+
+#include <quarn/sim/SimulatedBoard.h>
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <map>
+
+namespace quarn::sim {
+
+/// Which calls are to fail or to fall short, and how many there were. Guarded by the board's mutex.
+class Faults {
+public:
+    void Fail(Call call, int error, uint64_t times, uint64_t skip) { failures_[call] = {skip, times, error}; }
+    void Shorten(Call call, size_t most, uint64_t times);
+    void Clear();
+
+    /// Counts the call; true, with errno set, when it is to fail.
+    bool Strike(Call call);
+    /// How many of the bytes a read or write may move.
+    size_t Limit(Call call, size_t length);
+
+    uint64_t Count(Call call) const;
+
+private:
+    struct Failure {
+        uint64_t skip;
+        uint64_t times;
+        int error;
+    };
+    struct Shortage {
+        size_t most;
+        uint64_t times;
+    };
+
+    std::map<Call, Failure> failures_;
+    std::map<Call, Shortage> shortages_;
+    std::map<Call, uint64_t> counts_;
+};
+
+}  // namespace quarn::sim

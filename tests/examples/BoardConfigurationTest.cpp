@@ -1,0 +1,96 @@
+#include <quarn/Accessors.h>
+#include <quarn/GPIODirectAccess.h>
+#include <quarn/I2CAccess.h>
+#include <quarn/RegisterAccess.h>
+#include <quarn/SPIAccess.h>
+#include <quarn/sim/SimulatedBoard.h>
+
+#include "support/DebugCapture.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <list>
+#include <string>
+#include <utility>
+
+namespace quarn {
+namespace {
+
+using testing::ElementsAreArray;
+
+using Lines = std::list<std::string>;
+
+constexpr char kConfiguration[] = QUARN_EXAMPLES "/board.conf";
+
+/// The example configuration, the board that it is for, and what its comments say.
+TEST(BoardConfigurationTest, FitsTheBuiltInBoard) {
+    sim::SimulatedBoard board;
+    board.AddDefaultDevices();
+    I2CAccess i2c(board);
+    SPIAccess spi(board);
+    GPIODirectAccess gpio("gpio", "gpio", board);
+    RegisterAccess registers(board);
+    Accessors accessors;
+    for (Accessor* accessor : std::initializer_list<Accessor*>{&i2c, &spi, &gpio, &registers})
+        accessors.Add(*accessor);
+    {
+        test::DebugCapture complaints;
+        accessors.Configure(kConfiguration);
+        EXPECT_THAT(complaints.Lines(), testing::IsEmpty());
+    }
+
+    const std::pair<const char*, Lines> console[] = {
+        {"i2c list",
+         {"name         bus    addr  ",  //
+          "synthesizer  i2c-0  0x10  ",  //
+          "temperature  i2c-0  0x48  ",  //
+          "identity     i2c-0  0x50  ",  //
+          "panel        i2c-1  0x21  "}},
+        {"i2c synthesizer 0-3", {"00: 5A", "01: 02", "02: 00", "03: 00"}},
+        {"i2c panel 2 0xF0", {"wrote 1 bytes"}},
+        {"i2c panel 2", {"02: F0"}},
+        {"i2c identity w 0 64 7", {"wrote 3 bytes"}},
+        {"spi list",
+         {"name       node       ",  //
+          "converter  spidev0.0  ",  //
+          "meters     spidev1.0  "}},
+        {"spi converter 0x12 0x34", {"0x12 0x34"}},
+        {"spi meters 1 2 3 r 3", {"0x01 0x02 0x03"}},
+        {"gpio list",
+         {"name         chip       line(s)  dir    value  aliases  ",
+          "led          processor  0        out    0x1    power    ",
+          "button       processor  3        in     0x1             ",
+          "reset        processor  7        out    0x0             ",
+          "reset.logic  logic      15       in     0x0             ",
+          "antenna      logic      8        in     0x1             ",
+          "attenuator   logic      11:9     out    0x5    att      ",
+          "bus.echo     logic      7:4      in     0x0             ",
+          "bus          logic      3:0      in*    0x0    data     "}},
+        {"gpio attenuator 3", {"attenuator set to 3"}},
+        {"gpio bus 0xA", {"bus set to 10"}},
+        {"gpio b*",
+         {"name      dir    value  ",  //
+          "button    in     0x1    ",  //
+          "bus.echo  in     0xA    ",  //
+          "bus       out*   0x0    "}},
+        {"reg rf.gain 0xC", {}},
+        {"reg list",
+         {"name       address     bits  value       aliases  ",
+          "version    0xA0000000  31:0  0x20260301           ",
+          "rf.gain    0xA0000010  7:4   0xC         gain     ",
+          "rf.mute    0xA0000010  0     0x0         mute     ",
+          "rf.locked  0xA0000010  31    0x1                  ",
+          "rf.spare   0xA0000014  -                          "}},
+    };
+    for (const auto& [line, response] : console) {
+        Lines expected = response;
+        expected.push_back("\x04");
+        EXPECT_THAT(accessors.Execute(line), ElementsAreArray(expected)) << line;
+    }
+    EXPECT_EQ(board.I2CByte("i2c-0", 0x50, 64), 7);
+}
+
+}  // namespace
+}  // namespace quarn
