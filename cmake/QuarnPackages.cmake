@@ -1,0 +1,35 @@
+# Debian packages of an installation with shared libraries; scripts/package builds them.
+set(QUARN_PACKAGE_CONTACT "The libquarn maintainers <libquarn@localhost>" CACHE STRING "Whom the packages name")
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME libquarn)
+set(CPACK_PACKAGE_CONTACT ${QUARN_PACKAGE_CONTACT})
+set(CPACK_PACKAGE_VENDOR libquarn)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL runtime sim-runtime development tools)
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/sim)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libquarn${quarn_soversion})
+set(CPACK_DEBIAN_SIM-RUNTIME_PACKAGE_NAME libquarn-sim${quarn_soversion})
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libquarn-dev)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME quarn-tools)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_SIM-RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libtinyxml2-dev, pkg-config")
+
+include(CPack)
+cpack_add_component(runtime DESCRIPTION "${PROJECT_DESCRIPTION}: shared library")
+cpack_add_component(sim-runtime DEPENDS runtime DESCRIPTION "The simulated board of libquarn: shared library")
+cpack_add_component(development DEPENDS runtime sim-runtime
+  DESCRIPTION "Headers, CMake package and pkg-config files of libquarn and its simulated board")
+cpack_add_component(tools DEPENDS runtime sim-runtime
+  DESCRIPTION "quarn-unit, an example daemon written with libquarn, and quarn-ctl, its companion")
