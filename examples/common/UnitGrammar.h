@@ -10,9 +10,8 @@ namespace unit {
 
 enum SentenceTag : uint32_t {
     // From a client.
-    SUBSCRIBE =
-        0x00510001,      ///< STRING_LIST patterns: push what matches, first as it is, then on every change
-    QUERY = 0x00510002,  ///< STRING pattern: answered by a VALUE for each match, then DONE
+    SUBSCRIBE = 0x00510001,   ///< STRING_LIST patterns: tell what matches, at once and on every change
+    QUERY = 0x00510002,       ///< STRING pattern: answered by a VALUE for each match, then DONE
     STATISTICS = 0x00510003,  ///< answered by LINEs, then DONE
     OFFER = 0x00510004,       ///< STRING name of a file: answered by ACCEPTED, and by ARRIVED at its end
     // From a unit.

@@ -11,7 +11,6 @@
 #include <string.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <iostream>
 #include <memory>
 
@@ -39,7 +38,7 @@ char* NextCandidate(const char* prefix, int state) {
         next = 0;
     while (next < candidates.size()) {
         const std::string& candidate = candidates[next++];
-        if (candidate.compare(0, strlen(prefix), prefix) == 0)
+        if (candidate.starts_with(prefix))
             return strdup(candidate.c_str());
     }
     return nullptr;

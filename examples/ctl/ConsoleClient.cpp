@@ -62,9 +62,8 @@ std::vector<std::string> ConsoleClient::Subcommands(const std::string& command, 
     for (const std::string& line : Execute(command, timeoutMs)) {
         // "i2c list <pattern>", or blanks in place of the command in all but the first line of a usage text.
         const size_t indent = command.size() + 1;
-        const bool isUsage =
-            line.size() > indent && line[indent] != ' ' &&
-            (line.compare(0, indent, command + " ") == 0 || line.find_first_not_of(' ') == indent);
+        const bool isUsage = line.size() > indent && line[indent] != ' ' &&
+                             (line.starts_with(command + " ") || line.find_first_not_of(' ') == indent);
         const std::string word = isUsage ? WordAt(line, indent) : "";
         const bool isLiteral = !word.empty() && word.find_first_of("<>[]") == std::string::npos;
         if (isLiteral && std::find(subcommands.begin(), subcommands.end(), word) == subcommands.end())

@@ -18,9 +18,8 @@ bool ParseHeading(const std::string& line, WorkerFigures& worker) {
     const size_t colon = line.rfind(": ");
     const size_t comma = line.rfind(", ");
     unsigned long runs = 0;
-    if (line.compare(0, start.size(), start) != 0 || colon == std::string::npos ||
-        comma == std::string::npos || comma < colon ||
-        sscanf(line.c_str() + comma, ", %lu work calls", &runs) != 1)
+    if (!line.starts_with(start) || colon == std::string::npos || comma == std::string::npos ||
+        comma < colon || sscanf(line.c_str() + comma, ", %lu work calls", &runs) != 1)
         return false;
     worker.name = line.substr(start.size(), colon - start.size());
     worker.status = line.substr(colon + 2, comma - colon - 2);
@@ -45,7 +44,7 @@ bool ParseReason(const std::string& line, WorkerFigures& worker) {
         worker.timeouts = count;
     else if (reason == "Event")
         worker.events = count;
-    else if (reason.compare(0, 3, "fd ") == 0)
+    else if (reason.starts_with("fd "))
         worker.descriptors[reason] += count;
     else
         return false;
@@ -62,9 +61,9 @@ bool ParseWork(const std::string& line, WorkerFigures& worker) {
         worker.longestUs = std::max(average, longest);
         return true;
     }
-    return line.compare(0, 11, "Event work:") == 0 || line.compare(0, 11, "  interval:") == 0 ||
-           line.compare(0, 18, "Wakeups by reason ") == 0 ||
-           (line.compare(0, 6, "Reason") == 0 && line.find("Count") != std::string::npos);
+    return line.starts_with("Event work:") || line.starts_with("  interval:") ||
+           line.starts_with("Wakeups by reason ") ||
+           (line.starts_with("Reason") && line.find("Count") != std::string::npos);
 }
 
 uint64_t DescriptorWakes(const WorkerFigures& worker) {

@@ -89,12 +89,14 @@ private:
 int main(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
     try {
-        if (words.empty())
+        const bool sets = words.size() == 4 && words[1] == "set";
+        const bool scans = words.size() == 3;
+        if (words.size() != 1 && !sets && !scans)
             throw quarn::MonitorException("usage: scan PORT [set KEY VALUE | FROM-KHZ TO-KHZ]");
         Client client(quarn::ParseU16(words[0], 0));
-        if (words.size() == 4 && words[1] == "set")
+        if (sets)
             client.Set(words[2], words[3]);
-        if (words.size() == 3)
+        if (scans)
             client.Scan(quarn::ParseU32(words[1], 0), quarn::ParseU32(words[2], 0));
         client.PrintVariables();
         return 0;

@@ -99,8 +99,7 @@ private:
                 TellAll(message.GetTag());
             else
                 throw quarn::MonitorException("not for a scanner");
-        } catch (
-            const quarn::MonitorException& e) {  // words or a value that do not fit, a variable to read only
+        } catch (const quarn::MonitorException& e) {  // what does not fit, a variable to read only
             Say(peer, scanner::REFUSED, {VariantValue(e.Description())});
         }
     }

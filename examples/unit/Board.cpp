@@ -14,7 +14,7 @@ const std::string kSimulated = "simulated";
 Board::Board(const std::string& kind) : io_(&quarn::DeviceIO::System()), chips_(&quarn::GPIOChips::System()) {
     if (kind == kSystem)
         return;
-    const bool hasFile = kind.compare(0, kSimulated.size() + 1, kSimulated + ":") == 0;
+    const bool hasFile = kind.starts_with(kSimulated + ":");
     if (kind != kSimulated && !hasFile)
         throw quarn::MonitorException("There is no board \"%s\": it is \"%s\", \"%s\" or \"%s:FILE\"",
                                       kind.c_str(), kSystem.c_str(), kSimulated.c_str(), kSimulated.c_str());

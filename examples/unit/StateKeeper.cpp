@@ -12,7 +12,7 @@ namespace {
 constexpr size_t kBlockOverhead = 24 + 8 + 3;
 
 bool TakePrefix(std::string& text, const std::string& prefix) {
-    if (text.compare(0, prefix.size(), prefix) != 0)
+    if (!text.starts_with(prefix))
         return false;
     text.erase(0, prefix.size());
     return true;

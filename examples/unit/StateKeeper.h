@@ -26,11 +26,10 @@ public:
 
     /// A persistent variable has changed; it is saved as soon as the interval allows.
     void NoteChange() { changed_ = isKept_; }
-    /// Ticks at which Save() is due, UINT64_MAX when it is not.
+    /// Ticks at which a save is due, UINT64_MAX when none is.
     uint64_t Deadline() const;
-    /// Saves when that is due.
     void SaveIfDue();
-    /// Saves when there is something to save.
+    /// Whether it is due or not, but not when nothing has changed.
     void SaveNow();
 
 private:

@@ -98,9 +98,9 @@ bool Unit::Work() {
     TellArrivals();
     state_.SaveIfDue();
     watchdog_.Work();
-    for (const auto& peer : peers_) {
-        peer->Terminal()
-            .Flush();  // what the peers have caused each other to be told leaves in the same cycle
+    for (const auto& peer :
+         peers_) {  // last, so that what peers are told of each other leaves in the same cycle
+        peer->Terminal().Flush();
         Watch(*peer);
     }
     return true;

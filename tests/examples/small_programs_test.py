@@ -69,6 +69,7 @@ with Daemon("scanner") as scanner:
         ([port, "set", "rf.scans", "0"], 1, ["Refused: Attempted to set unsettable variant reference"]),
         ([port, "set", "rf.threshold-dbm", "loud"], 1, ['Could not convert "loud" to float']),
         ([port, "set", "rf.gain", "1"], 1, ["No variable registered in dictionary scanner for key rf.gain"]),
+        ([port, "set"], 1, ["usage: scan PORT [set KEY VALUE | FROM-KHZ TO-KHZ]"]),
         ([], 1, ["usage: scan PORT [set KEY VALUE | FROM-KHZ TO-KHZ]"])]
     for words, status, lines in exchanges:
         check(f"scan {words}", scan(*words), (status, lines))
