@@ -43,7 +43,8 @@ public:
 
     /// Hands each line of the file to the accessor of its section. A line with any defect is printed with
     /// mask ERR as "PATH:LINE: REASON", and reading goes on; a section that nobody claims is printed once
-    /// with mask WARN and skipped. A line may have 1048576 characters. Throws MonitorException "Could not
+    /// with mask WARN and skipped. A line may have 1048576 characters. Where the file cannot be read on, that
+    /// is printed as the defect of the line, and the lines before it count. Throws MonitorException "Could not
     /// open %s for reading"; exceptions of other types that an accessor throws pass through and end the
     /// reading.
     void Configure(const std::string& path);

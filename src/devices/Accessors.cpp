@@ -37,7 +37,7 @@ public:
     LineReader& operator=(const LineReader&) = delete;
 
     // Sets `line` to the next line without its newline, cut off behind LINE_LIMIT characters. Returns false
-    // at the end of the file.
+    // at the end of the file, and where reading fails: what has come of a line by then is none.
     bool Next(std::string& line) {
         line.clear();
         ++number_;
@@ -56,7 +56,7 @@ public:
                 return true;
             }
         }
-        return any;
+        return any && error_ == 0;
     }
 
     uint32_t Number() const { return number_; }

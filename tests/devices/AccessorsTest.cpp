@@ -9,6 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <random>
 #include <stdexcept>
 
@@ -61,6 +64,24 @@ private:
     }
 
     const std::set<std::string> commands_, help_, sections_;
+};
+
+// From its first line on nothing can be read of the file that has this descriptor.
+class Saboteur final : public Accessor {
+public:
+    explicit Saboteur(int file) : file_(file) {}
+    std::set<std::string> GetConfigurationSections() const override { return {"s"}; }
+    void Configure(const std::string&, const std::vector<std::string>& words) override {
+        taken.push_back(words[0]);
+        const int unreadable = open("/dev/null", O_WRONLY);
+        dup2(unreadable, file_);
+        close(unreadable);
+    }
+
+    std::vector<std::string> taken;
+
+private:
+    const int file_;
 };
 
 TEST(AccessorsTest, KeepsWhatWasEnteredBeforeAClash) {
@@ -135,6 +156,21 @@ TEST(AccessorsTest, StopsConfiguringOnlyWhenItCannotGoOn) {
     accessors.Configure(directory.Path());
     EXPECT_EQ(debug.Lines(),
               std::vector<std::string>{directory.Path() + ":1: Could not read on: Is a directory"});
+}
+
+TEST(AccessorsTest, TakesNoPieceForALineWhereReadingFails) {
+    const TempDirectory directory;
+    directory.Write("c", "[s]\nfirst\n" + std::string(100000, 'x'));
+    DebugCapture debug;
+    const int next = open("/dev/null", O_RDONLY);
+    close(next);
+    Saboteur saboteur(next);
+    Accessors accessors;
+    accessors.Add(saboteur);
+    accessors.Configure(directory.File("c"));
+    EXPECT_EQ(saboteur.taken, std::vector<std::string>{"first"});
+    EXPECT_EQ(debug.Lines(),
+              std::vector<std::string>{directory.File("c") + ":3: Could not read on: Bad file descriptor"});
 }
 
 TEST(AccessorsTest, ExecutesLines) {
