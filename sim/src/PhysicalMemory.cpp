@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <iterator>
+#include <system_error>
 
 namespace quarn::sim {
 
@@ -20,6 +22,18 @@ constexpr int32_t kSharingBits = 0x0F;
 
 uint64_t MonotonicNanoseconds() {
     return uint64_t(std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count());
+}
+
+/// Sparse: what is not touched takes no room.
+int CreateMemory() {
+    const int file = memfd_create("physical memory", MFD_CLOEXEC);
+    if (file >= 0 && ftruncate(file, int64_t(kEnd)) == 0)
+        return file;
+    const int error = errno;
+    if (file >= 0)
+        close(file);
+    throw MonitorException("SIM: no memory for the board's memory: %s",
+                           std::generic_category().message(error).c_str());
 }
 
 class MemoryFile final : public OpenFile {
@@ -46,13 +60,7 @@ void* RefuseMapping(int error) {
 }  // namespace
 
 PhysicalMemory::PhysicalMemory()
-    : file_(memfd_create("physical memory", MFD_CLOEXEC)),
-      pageSize_(uint64_t(sysconf(_SC_PAGESIZE))),
-      clock_(MonotonicNanoseconds) {
-    // Sparse: what is not touched takes no room.
-    if (file_ < 0 || ftruncate(file_, int64_t(kEnd)) != 0)
-        throw MonitorException("SIM: no memory for the board's memory");
-}
+    : file_(CreateMemory()), pageSize_(uint64_t(sysconf(_SC_PAGESIZE))), clock_(MonotonicNanoseconds) {}
 
 PhysicalMemory::~PhysicalMemory() {
     for (const auto& [address, mapping] : mapped_)

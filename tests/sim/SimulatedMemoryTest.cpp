@@ -2,6 +2,9 @@
 #include <quarn/sim/SimulatedBoard.h>
 
 #include "sim/BoardCalls.h"
+#include "support/CountDescriptors.h"
+#include "support/FileSizeLimit.h"
+#include "support/ThrownMessage.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -47,6 +50,16 @@ protected:
     uint64_t now_ = 123456789;
     SimulatedBoard board_;
 };
+
+TEST(SimulatedBoard, LeavesNothingOpenWhereThereIsNoMemoryForIt) {
+    const size_t before = test::CountDescriptors();
+    {
+        const test::FileSizeLimit limit(kPage);
+        EXPECT_EQ(test::ThrownMessage([] { SimulatedBoard board; }),
+                  "SIM: no memory for the board's memory: File too large");
+    }
+    EXPECT_EQ(test::CountDescriptors(), before);
+}
 
 TEST_F(SimulatedMemoryTest, MapsAsStrictlyAsTheKernel) {
     const int32_t fd = OpenMemory();
