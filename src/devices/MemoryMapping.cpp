@@ -3,7 +3,7 @@
 #include <quarn/MemoryMapping.h>
 #include <quarn/MonitorException.h>
 
-#include "devices/DeviceFile.h"
+#include "foundation/DeviceFile.h"
 #include "foundation/ErrnoText.h"
 
 #include <errno.h>

@@ -3,7 +3,7 @@
 #include <quarn/Debug.h>
 #include <quarn/MonitorException.h>
 
-#include "devices/DeviceFile.h"
+#include "foundation/DeviceFile.h"
 #include "foundation/ErrnoText.h"
 
 #include <errno.h>

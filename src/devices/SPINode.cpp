@@ -4,7 +4,7 @@
 #include <quarn/Parse.h>
 #include <quarn/Text.h>
 
-#include "devices/DeviceFile.h"
+#include "foundation/DeviceFile.h"
 #include "foundation/ErrnoText.h"
 
 #include <errno.h>

@@ -1,9 +1,12 @@
 #include "storage/MTDUtilities.h"
 
+#include "foundation/DeviceFile.h"
+
 #include <fcntl.h>
 #include <inttypes.h>
 #include <stdio.h>
 
+#include <algorithm>
 #include <string_view>
 
 namespace quarn {
@@ -14,14 +17,13 @@ constexpr size_t kLongestTable = 1 << 20;
 
 std::string ReadTable(DeviceIO& io) {
     std::string table;
-    const int32_t fd = io.Open("/proc/mtd", O_RDONLY);
-    if (fd < 0)
+    const DeviceFile file(io, io.Open("/proc/mtd", O_RDONLY));
+    if (file.Get() < 0)
         return table;
     char buffer[4096];
     ssize_t arrived;
-    while (table.size() < kLongestTable && (arrived = io.Read(fd, buffer, sizeof buffer)) > 0)
+    while (table.size() < kLongestTable && (arrived = io.Read(file.Get(), buffer, sizeof buffer)) > 0)
         table.append(buffer, size_t(arrived));
-    io.Close(fd);
     return table;
 }
 

@@ -4,6 +4,7 @@
 #include <quarn/MonitorException.h>
 #include <quarn/Text.h>
 
+#include "foundation/DeviceFile.h"
 #include "foundation/ErrnoText.h"
 #include "storage/MTDUtilities.h"
 #include "storage/StorageBlock.h"
@@ -16,8 +17,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
+#include <iterator>
 #include <memory>
-#include <new>
 
 namespace quarn {
 
@@ -71,27 +73,21 @@ void WalkMessages(const uint8_t* payload, size_t length, Take take) {
 
 }  // namespace
 
-/// The device while it is open. Closes it.
+/// The device while it is open.
 class PersistentDevice::File {
 public:
     File(PersistentDevice& device, int32_t flags)
-        : io_(device.io_), fd_(io_.Open(device.path_, flags, 0600)) {}
-    ~File() {
-        if (IsOpen())
-            io_.Close(fd_);
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
+        : io_(device.io_), file_(io_, io_.Open(device.path_, flags, 0600)) {}
 
-    bool IsOpen() const { return fd_ >= 0; }
-    bool SeekTo(uint64_t offset) { return io_.Seek(fd_, int64_t(offset), SEEK_SET) >= 0; }
+    bool IsOpen() const { return file_.Get() >= 0; }
+    bool SeekTo(uint64_t offset) { return io_.Seek(file_.Get(), int64_t(offset), SEEK_SET) >= 0; }
 
     /// Reads until all is there or no more comes. Returns what arrived, -1 with errno when nothing did for an
     /// error.
     ssize_t Read(uint8_t* data, size_t length) {
         size_t arrived = 0;
         while (arrived < length) {
-            const ssize_t more = io_.Read(fd_, data + arrived, length - arrived);
+            const ssize_t more = io_.Read(file_.Get(), data + arrived, length - arrived);
             if (more < 0 && errno == EINTR)
                 continue;
             if (more < 0)
@@ -105,11 +101,11 @@ public:
 
     /// How many bytes there are from `offset` on, -1 on failure. Leaves the position there.
     int64_t Remaining(uint64_t offset) {
-        const int64_t end = io_.Seek(fd_, 0, SEEK_END);
+        const int64_t end = io_.Seek(file_.Get(), 0, SEEK_END);
         return end < 0 || !SeekTo(offset) ? -1 : std::max<int64_t>(0, end - int64_t(offset));
     }
 
-    ssize_t Write(const uint8_t* data, size_t length) { return io_.Write(fd_, data, length); }
+    ssize_t Write(const uint8_t* data, size_t length) { return io_.Write(file_.Get(), data, length); }
 
     bool Erase(uint64_t start, uint64_t length) {
         erase_info_user range;
@@ -120,15 +116,15 @@ public:
             errno = EOVERFLOW;
             return false;
         }
-        return io_.IOCtl(fd_, MEMERASE, &range) == 0;
+        return io_.IOCtl(file_.Get(), MEMERASE, &range) == 0;
     }
 
     /// EINVAL says that there is nothing to sync, since writes go to the medium directly.
-    bool Sync() { return io_.Sync(fd_) == 0 || errno == EINVAL; }
+    bool Sync() { return io_.Sync(file_.Get()) == 0 || errno == EINVAL; }
 
 private:
     DeviceIO& io_;
-    const int32_t fd_;
+    const DeviceFile file_;
 };
 
 PersistentDevice::PersistentDevice(Type type, const std::string& nameOrPath, uint64_t blockSize, DeviceIO& io)
@@ -240,8 +236,8 @@ uint64_t PersistentDevice::ReadLogged(uint64_t block, File* file, std::list<Inco
     } catch (const std::exception& e) {
         Log(__LINE__, "%s: in block %zu: %s", path_.c_str(), block, e.what());
     } catch (...) {
-        Log(__LINE__, "%s: in block %zu: out of memory", path_.c_str(),
-            block);  // texts that cannot be formed are thrown so
+        // Texts that cannot be formed are thrown so.
+        Log(__LINE__, "%s: in block %zu: out of memory", path_.c_str(), block);
     }
     return 0;
 }
@@ -271,8 +267,8 @@ uint64_t PersistentDevice::ReadChecked(File& file, uint64_t block, std::list<Inc
     // The header's own checksum is deliberately left to the scan; the overall one covers the header too.
 
     const size_t length = header.PayloadLength();
-    if (length >
-        std::min<uint64_t>(blockSize_, kUsualBlock)) {  // does the device hold it? before memory is taken
+    // Does the device hold it? Before memory is taken.
+    if (length > std::min<uint64_t>(blockSize_, kUsualBlock)) {
         const int64_t remaining = file.Remaining(block * blockSize_ + BlockHeader::kBytes);
         if (remaining < int64_t(length))
             throw MonitorException("payload read failed: %s", WhyShort(remaining, length).c_str());
