@@ -3,6 +3,7 @@
 #include <quarn/SocketUtilities.h>
 #include <quarn/UDPSocket.h>
 
+#include "connections/DatagramSocket.h"
 #include "connections/SocketAddress.h"
 #include "foundation/Descriptor.h"
 #include "foundation/ErrnoText.h"
@@ -12,16 +13,21 @@
 
 namespace quarn {
 
+Descriptor OpenDatagramSocket() {
+    Descriptor fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (fd.Get() < 0)
+        throw MonitorException("Failed to create socket: %s", ErrnoText(errno).c_str());
+    try {
+        SocketUtilities::SetBlocking(fd.Get(), false);
+    } catch (const MonitorException& e) {
+        throw MonitorException("Failed to configure socket: %s", e.Description().c_str());
+    }
+    return fd;
+}
+
 class UDPSocket::Impl {
 public:
-    Impl(const IPAddress& address, uint16_t port) : fd_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        if (fd_.Get() < 0)
-            throw MonitorException("Failed to create socket: %s", ErrnoText(errno).c_str());
-        try {
-            SocketUtilities::SetBlocking(fd_.Get(), false);
-        } catch (const MonitorException& e) {
-            throw MonitorException("Failed to configure socket: %s", e.Description().c_str());
-        }
+    Impl(const IPAddress& address, uint16_t port) : fd_(OpenDatagramSocket()) {
         const sockaddr_in local = MakeSocketAddress(address, port);
         if (bind(fd_.Get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) < 0) {
             const int error = errno;

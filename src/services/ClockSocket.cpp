@@ -2,8 +2,8 @@
 
 #include <quarn/LocalTime.h>
 #include <quarn/MonitorException.h>
-#include <quarn/SocketUtilities.h>
 
+#include "connections/DatagramSocket.h"
 #include "connections/SocketAddress.h"
 #include "foundation/ErrnoText.h"
 
@@ -15,14 +15,7 @@
 namespace quarn {
 
 void ClockSocket::Open() {
-    fd_ = Descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (fd_.Get() < 0)
-        throw MonitorException("Failed to create socket: %s", ErrnoText(errno).c_str());
-    try {
-        SocketUtilities::SetBlocking(fd_.Get(), false);
-    } catch (const MonitorException& e) {
-        throw MonitorException("Failed to configure socket: %s", e.Description().c_str());
-    }
+    fd_ = OpenDatagramSocket();
 }
 
 bool ClockSocket::Bind(const IPAddress& address, uint16_t port) {
