@@ -30,6 +30,7 @@ public:
     /// from then on nobody else is allowed. Throws MonitorException "\"%s\" is not an address or a network".
     void Add(const std::string& text);
 
+    /// Whether the peer is served: everybody is while nothing was added.
     bool Allows(const IPAddress& peer) const;
 
 private:

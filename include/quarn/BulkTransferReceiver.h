@@ -32,9 +32,10 @@ namespace quarn {
 class QUARN_API BulkTransferReceiver : public Debuggable {
 public:
     /// Waits for one sender at the address (0.0.0.0 for every interface) and port (0 for one that the system
-    /// chooses); others than those allowed are turned away, which is printed. Returns when it listens or cannot. A null parent gives the transfer a debug level of its
-    /// own; the parent must outlive it. Throws MonitorException as Worker::Start() does; every other failure
-    /// is printed with mask ERR and shows in GetStatus().
+    /// chooses); others than those allowed are turned away, which is printed. A null parent gives the transfer
+    /// a debug level of its own. Returns when it listens or cannot. Throws MonitorException as Worker::Start()
+    /// does; every other failure is printed with mask ERR and shows in GetStatus(). The parent must outlive
+    /// this object.
     BulkTransferReceiver(Debuggable* parent, const std::string& path, uint32_t token,
                          const IPAddress& listenAddress, uint16_t port, const AllowedPeers& allowed = {});
     /// Ends the transfer and deletes the file unless it had succeeded. When its thread does not stop within a

@@ -30,9 +30,9 @@ class QUARN_API BulkTransferSender : public Debuggable {
 public:
     /// Begins the transfer of the file to the receiver's address and port. `chunkSize` is in bytes, 1 to
     /// 1048529, so that a message of one chunk fits the backlogs. A file of 4 GiB or more, or one that
-    /// changes its size, fails. A null parent gives the transfer a debug level of its own; the parent must
-    /// outlive it. Throws MonitorException as Worker::Start() does; every other failure is printed with mask
-    /// ERR and shows in GetStatus().
+    /// changes its size, fails. A null parent gives the transfer a debug level of its own. Throws
+    /// MonitorException as Worker::Start() does; every other failure is printed with mask ERR and shows in
+    /// GetStatus(). The parent must outlive this object.
     BulkTransferSender(Debuggable* parent, const std::string& path, uint32_t token, const IPAddress& receiver,
                        uint16_t port, uint32_t chunkSize);
     /// Ends the transfer. When its thread does not stop within a second, that is printed with mask ERR, and

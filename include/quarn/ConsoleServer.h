@@ -36,9 +36,10 @@ class Accessors;
 class QUARN_API ConsoleServer : public Debuggable {
 public:
     /// Listens and starts. `address` is one for ParseIPListenerAddress(): empty for this machine only, "*"
-    /// for every interface. Port 0 lets the system choose. The registry and its accessors must outlive the
-    /// server. Others than those allowed are turned away, which is printed. At debug level 1 the coming and going of clients is printed, at level 2 every line. Throws
-    /// what ParseIPListenerAddress(), TCPListener and Worker::Start() throw.
+    /// for every interface. Port 0 lets the system choose. Others than those allowed are turned away, and so
+    /// are clients beyond 16; both are printed. At debug level 1 the coming and going of clients is printed, at
+    /// level 2 every line. Throws what ParseIPListenerAddress(), TCPListener and Worker::Start() throw. The
+    /// parent, the registry and its accessors must outlive the server.
     ConsoleServer(Debuggable* parent, const std::string& address, uint16_t port, Accessors& accessors,
                   const AllowedPeers& allowed = {});
     /// Waits at most 1000 ms for the line being executed. One that takes longer is printed with mask ERR and

@@ -32,8 +32,8 @@ namespace quarn {
 
 class QUARN_API FpgaMicrosecondClock final : public Accessor, public SettableMicrosecondClock {
 public:
-    /// Maps the register, whose physical address is a multiple of 4. The DeviceIO must outlive the clock.
-    /// Throws what MemoryMapping does.
+    /// Maps the register, whose physical address is a multiple of 4. Throws what MemoryMapping does. The
+    /// DeviceIO must outlive the clock.
     explicit FpgaMicrosecondClock(uint64_t physicalBase, DeviceIO& io = DeviceIO::System());
     ~FpgaMicrosecondClock() override;
 

@@ -37,10 +37,10 @@ class GPIOAccess;
 class QUARN_API GPIOServer : public Debuggable {
 public:
     /// Listens and starts. `address` is one for ParseIPListenerAddress(): empty for this machine only, "*"
-    /// for every interface. Port 0 lets the system choose. The GPIOAccess must outlive the server. Others than
-    /// those allowed are turned away, and so are clients beyond 16; both are printed. At debug level 1 the
-    /// coming and going of clients is printed, at level 2 every request. Throws what ParseIPListenerAddress(),
-    /// TCPListener and Worker::Start() throw.
+    /// for every interface. Port 0 lets the system choose. Others than those allowed are turned away, and so
+    /// are clients beyond 16; both are printed. At debug level 1 the coming and going of clients is printed, at
+    /// level 2 every request. Throws what ParseIPListenerAddress(), TCPListener and Worker::Start() throw. The
+    /// parent and the GPIOAccess must outlive the server.
     GPIOServer(Debuggable* parent, const std::string& address, uint16_t port, GPIOAccess& gpio,
                const AllowedPeers& allowed = {});
     /// Waits at most 1000 ms for the request being executed. One that takes longer is printed with mask ERR

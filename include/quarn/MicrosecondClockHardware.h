@@ -37,8 +37,8 @@ namespace quarn {
 
 class QUARN_API MicrosecondClockHardware final : public Accessor, public SettableMicrosecondClock {
 public:
-    /// Maps the block, whose physical address is a multiple of 4, and sets it up if need be. The DeviceIO must
-    /// outlive the clock. Throws what MemoryMapping does.
+    /// Maps the block, whose physical address is a multiple of 4, and sets it up if need be. Throws what
+    /// MemoryMapping does. The DeviceIO must outlive the clock.
     explicit MicrosecondClockHardware(uint64_t physicalBase, DeviceIO& io = DeviceIO::System());
     ~MicrosecondClockHardware() override;
 

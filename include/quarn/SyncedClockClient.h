@@ -35,7 +35,7 @@ public:
     /// Sends from the local address (0.0.0.0 for what the system finds fit) and a port that the system
     /// chooses. Returns when the socket is bound or cannot be, which is printed as the failure of worker
     /// "scc"; the first exchange follows at once. A null parent gives the service a debug level of its own.
-    /// Parent and clock must outlive the object. Throws MonitorException as Worker::Start() does.
+    /// Throws MonitorException as Worker::Start() does. Parent and clock must outlive the object.
     SyncedClockClient(Debuggable* parent, IPAddress local, IPAddress peer, uint16_t peerPort,
                       SettableMicrosecondClock& clock);
     /// Ends the service. When its thread does not stop within a second, that is printed with mask ERR, and

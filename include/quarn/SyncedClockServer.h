@@ -30,10 +30,9 @@ class MicrosecondClock;
 class QUARN_API SyncedClockServer : public Debuggable {
 public:
     /// Serves at the address (0.0.0.0 for every interface) and port (0 for one that the system chooses).
-    /// Returns when the socket is bound or cannot be, which is printed as the failure of worker "scs". A null
-    /// parent gives the service a debug level of its own. Others than those allowed get no answer, which is
-    /// printed. Parent and clock must outlive the object. Throws
-    /// MonitorException as Worker::Start() does.
+    /// Others than those allowed get no answer, which is printed. A null parent gives the service a debug level
+    /// of its own. Returns when the socket is bound or cannot be, which is printed as the failure of worker
+    /// "scs". Throws MonitorException as Worker::Start() does. Parent and clock must outlive the object.
     SyncedClockServer(Debuggable* parent, const IPAddress& local, uint16_t port,
                       const MicrosecondClock& clock, const AllowedPeers& allowed = {});
     /// Ends the service. When its thread does not stop within a second, that is printed with mask ERR, and

@@ -101,6 +101,7 @@ public:
 
     // GPIO: chips are found by label and named gpiochip0, gpiochip1, ... in the order in which they were added.
 
+    /// A chip of 1 to 1024 lines, which nobody holds or drives.
     void AddGPIOChip(const std::string& label, uint32_t lines);
     /// Drives a line from outside; it stays so. Two drivers of unlike level give what the outside drives, and
     /// low among equals.
