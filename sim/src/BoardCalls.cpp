@@ -74,11 +74,10 @@ int32_t SimulatedBoard::Close(int32_t fd) {
     const std::shared_ptr<OpenFile> file = impl_->nodes.Find(fd);
     if (file)
         impl_->nodes.Drop(fd);  // gone also when this fails
-    const int error = file ? 0 : EBADF;
     if (impl_->faults.Strike(Call::CLOSE))
         return -1;
     if (!file)
-        return Refuse(error);
+        return Refuse(EBADF);
     lock.unlock();
     return file->Close();
 }

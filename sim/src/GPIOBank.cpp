@@ -4,7 +4,6 @@
 #include <quarn/Text.h>
 
 #include <algorithm>
-#include <utility>
 
 namespace quarn::sim {
 

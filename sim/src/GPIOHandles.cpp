@@ -1,13 +1,13 @@
 // What a GPIOBank hands out: opened chips and the lines asked for, with the manners of libgpiod and the kernel.
 
 #include "GPIOBank.h"
+#include "OpenFile.h"
 
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 
 #include <algorithm>
-#include <utility>
 
 namespace quarn::sim {
 
@@ -15,11 +15,6 @@ namespace {
 
 constexpr char kNodeFolder[] = "/dev/";
 constexpr size_t kMostInBulk = 64;
-
-int32_t Refuse(int error) {
-    errno = error;
-    return -1;
-}
 
 }  // namespace
 

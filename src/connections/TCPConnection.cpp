@@ -28,8 +28,9 @@ bool ShouldTryAgain(int error) {
 class TCPConnection::Impl {
 public:
     Impl(const std::string& name, const IPAddress& address, uint16_t port)
-        : connectStart_(Tick()), name_(name), peer_(MakeSocketAddress(address, port)) {
-        if (connect(socket_.Socket(), reinterpret_cast<const sockaddr*>(&peer_), sizeof peer_) == 0)
+        : connectStart_(Tick()), name_(name) {
+        const sockaddr_in peer = MakeSocketAddress(address, port);
+        if (connect(socket_.Socket(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0)
             state_ = State::CONNECTED;
         else if (errno != EINPROGRESS)
             Disconnect(__LINE__, Format("failed before connect: %s", ErrnoText(errno).c_str()));
@@ -113,7 +114,6 @@ private:
     const uint64_t connectStart_ = 0;
     const std::string name_;
     const uint32_t clientID_ = 0;
-    const sockaddr_in peer_ = {};  // of the client form
     State state_ = State::CONNECTING;
 };
 

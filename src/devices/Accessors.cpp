@@ -22,7 +22,7 @@ namespace quarn {
 
 namespace {
 
-constexpr char END_OF_RESPONSE[] = "\x04";
+constexpr char kEndOfResponse[] = "\x04";
 
 // Reads a file line by line without ever holding more than one line of it.
 class LineReader {
@@ -36,7 +36,7 @@ public:
     LineReader(const LineReader&) = delete;
     LineReader& operator=(const LineReader&) = delete;
 
-    // Sets `line` to the next line without its newline, cut off behind LINE_LIMIT characters. Returns false
+    // Sets `line` to the next line without its newline, cut off behind kLineLimit characters. Returns false
     // at the end of the file, and where reading fails: what has come of a line by then is none.
     bool Next(std::string& line) {
         line.clear();
@@ -65,7 +65,7 @@ public:
     int Error() const { return error_; }
 
 private:
-    static constexpr size_t LINE_LIMIT = 1048576;
+    static constexpr size_t kLineLimit = 1048576;
 
     bool Fill() {
         ssize_t length;
@@ -79,7 +79,7 @@ private:
     }
 
     void Append(std::string& line, const char* from, size_t length) {
-        const size_t room = LINE_LIMIT - line.size();
+        const size_t room = kLineLimit - line.size();
         isCut_ = isCut_ || length > room;
         line.append(from, std::min(length, room));
     }
@@ -131,7 +131,7 @@ public:
         } catch (const std::exception& e) {
             lines = {"std::exception:", e.what()};
         }
-        lines.push_back(END_OF_RESPONSE);
+        lines.push_back(kEndOfResponse);
         return lines;
     }
 

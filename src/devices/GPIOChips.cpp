@@ -94,8 +94,9 @@ public:
 }  // namespace
 
 GPIOChips& GPIOChips::System() {
-    static SystemChips chips;
-    return chips;
+    // Never destroyed: lines are released through it by whatever outlives main().
+    static SystemChips* const chips = new SystemChips;
+    return *chips;
 }
 
 }  // namespace quarn

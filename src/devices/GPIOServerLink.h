@@ -7,7 +7,6 @@
 #include <quarn/Sentence.h>
 #include <quarn/TCPConnection.h>
 
-#include <stddef.h>
 #include <stdint.h>
 
 #include <list>

@@ -14,6 +14,7 @@
 #include <atomic>
 #include <charconv>
 #include <mutex>
+#include <string_view>
 
 namespace quarn {
 

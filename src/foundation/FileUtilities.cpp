@@ -97,7 +97,7 @@ void FileUtilities::CopyFile(const std::string& from, const std::string& to) {
 
 void FileUtilities::RemoveFileOrEmptyDirectory(const std::string& path) {
     if (remove(path.c_str()) != 0)
-        throw MonitorException("Could not remove \"%s\": %s", path.c_str(), ErrnoText(errno).c_str());
+        ThrowNotRemoved(path);
 }
 
 bool FileUtilities::FileExists(const std::string& path) {

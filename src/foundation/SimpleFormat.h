@@ -3,10 +3,8 @@
 #include <stdarg.h>
 #include <stddef.h>
 #include <stdint.h>
-#include <sys/types.h>
 
 #include <string_view>
-#include <type_traits>
 
 namespace quarn {
 

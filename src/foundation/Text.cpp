@@ -5,7 +5,7 @@
 #include <time.h>
 
 #include <algorithm>
-#include <utility>
+#include <iterator>
 
 namespace quarn {
 

@@ -43,7 +43,6 @@ struct DecodedMessage {
 /// The NOP byte.
 constexpr uint8_t kMessageNOP = 0xA0;
 
-constexpr size_t kLongestHeader = 12;
 constexpr size_t kLegacyTrailer = 2;
 constexpr size_t kGlobalTrailer = 4;
 

@@ -19,6 +19,7 @@ namespace {
 
 // The header is written as a number of 16 bytes.
 constexpr size_t kHeaderRoom = 16;
+
 uint32_t CheckedLength(size_t length) {
     if (length > 0xFFFFFFFF)
         throw MonitorException("Attempting to encode a message of ridiculous size");

@@ -6,6 +6,8 @@
 #include <quarn/SocketUtilities.h>
 #include <quarn/Text.h>
 
+#include <iterator>
+
 namespace quarn {
 
 namespace {

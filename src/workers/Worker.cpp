@@ -1,6 +1,5 @@
 #include <quarn/LocalTime.h>
 #include <quarn/Worker.h>
-#include <quarn/WorkerLock.h>
 
 #include "workers/WorkerImpl.h"
 
