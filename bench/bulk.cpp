@@ -139,8 +139,7 @@ void QuarnTransfer(const Files& files, size_t chunk) {
     Check(receiver.GetStatus(nullptr) == BULK_TRANSFER_SUCCEEDED, "transfer");
 }
 
-void Measure(benchmark::State& state, void (*transfer)(const Files&, size_t)) {
-    const size_t chunk = static_cast<size_t>(state.range(0));
+void Measure(benchmark::State& state, void (*transfer)(const Files&, size_t), size_t chunk) {
     const Files files(chunk <= 1024 ? 8 << 20 : 128 << 20);
     transfer(files, chunk);  // so that the pages are there
     for (auto _ : state)
@@ -155,13 +154,11 @@ int main(int argc, char** argv) {
     CPU_ZERO(&one);
     CPU_SET(0, &one);
     sched_setaffinity(0, sizeof one, &one);
-    for (const int64_t chunk : {1024, 65536, 524288}) {
+    for (const size_t chunk : {1024, 65536, 524288}) {
         const std::string what = "bulk/" + std::to_string(chunk / 1024) + " KiB chunks/";
-        benchmark::RegisterBenchmark((what + "raw").c_str(), Measure, RawTransfer)
-            ->Arg(chunk)
+        benchmark::RegisterBenchmark((what + "raw").c_str(), Measure, RawTransfer, chunk)
             ->MeasureProcessCPUTime();
-        benchmark::RegisterBenchmark((what + "quarn").c_str(), Measure, QuarnTransfer)
-            ->Arg(chunk)
+        benchmark::RegisterBenchmark((what + "quarn").c_str(), Measure, QuarnTransfer, chunk)
             ->MeasureProcessCPUTime();
     }
     benchmark::Initialize(&argc, argv);
