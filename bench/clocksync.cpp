@@ -18,6 +18,7 @@
 #include <quarn/MonitorException.h>
 #include <quarn/SyncedClockServer.h>
 
+#include "ClockWorld.h"
 #include "PinnedMain.h"
 #include "connections/SocketAddress.h"
 #include "services/ClockExchange.h"
@@ -38,88 +39,10 @@ namespace {
 
 using namespace quarn;
 
-const IPAddress LOOPBACK(std::string("127.0.0.1"));
-constexpr uint16_t PORT = 5010;
-constexpr int64_t NS_PER_MS = 1000000;
-constexpr int64_t SIMULATED_NS = 120000 * NS_PER_MS;
+using bench::ClockWorld;
+using bench::LOOPBACK;
 
-// The world of one server and one client, with its true time in nanoseconds.
-class World final : public ClockLink, public MicrosecondClock {
-public:
-    World(uint32_t seed, int64_t maxDelayUs, int64_t driftPpm)
-        : random_(seed), delayNs_(0, maxDelayUs * 1000), driftPpm_(driftPpm) {}
-
-    // The server's clock. Its counter is about to wrap.
-    uint32_t GetMicrosecondClock() const override { return MicrosecondsAt(serverAsked_); }
-    uint32_t ServerClock() const { return MicrosecondsAt(now_); }
-    // What the client's crystal makes of the time.
-    uint64_t Now() override { return uint64_t(now_ + now_ / 1000000 * driftPpm_) / 1000; }
-
-    ssize_t Send(const ClockPacket::Bytes& bytes) override {
-        reply_ = bytes;
-        serverAsked_ = now_ + delayNs_(random_);
-        AnswerTimeRequest(reply_, ssize_t(reply_.size()), *this);
-        replyArrives_ = serverAsked_ + delayNs_(random_);
-        return ssize_t(bytes.size());
-    }
-    int Wait(uint32_t milliseconds) override {
-        const int64_t limit = now_ + milliseconds * NS_PER_MS;
-        now_ = replyArrives_ != 0 ? std::clamp(replyArrives_, now_, limit) : limit;
-        return replyArrives_ != 0 && replyArrives_ <= now_;
-    }
-    ssize_t Receive(ClockPacket::Bytes& bytes, IPAddress& from, uint16_t& fromPort) override {
-        if (replyArrives_ == 0 || replyArrives_ > now_) {
-            errno = EAGAIN;
-            return -1;
-        }
-        bytes = reply_;
-        from = LOOPBACK;
-        fromPort = PORT;
-        replyArrives_ = 0;
-        return ssize_t(bytes.size());
-    }
-
-    void Advance(int64_t ns) { now_ += ns; }
-    bool Goes() const { return now_ < SIMULATED_NS; }
-
-private:
-    static uint32_t MicrosecondsAt(int64_t ns) { return uint32_t(ns / 1000) - 1000000; }
-
-    std::mt19937 random_;
-    std::uniform_int_distribution<int64_t> delayNs_;
-    const int64_t driftPpm_;
-    int64_t now_ = NS_PER_MS;
-    int64_t serverAsked_ = 0;
-    int64_t replyArrives_ = 0;  // 0 for none under way
-    ClockPacket::Bytes reply_ = {};
-};
-
-struct ClientClock final : SettableMicrosecondClock {
-    explicit ClientClock(World& w) : world(w) {}
-    uint32_t GetMicrosecondClock() const override { return uint32_t(world.Now()) + adjustment; }
-    uint32_t SetMicrosecondClock(uint32_t time) override {
-        const uint32_t before = GetMicrosecondClock();
-        adjustment = time - uint32_t(world.Now());
-        return before;
-    }
-    uint32_t GetAdjustment() const override { return adjustment; }
-
-    World& world;
-    uint32_t adjustment = 0;
-};
-
-void Simulate(World& world, std::vector<uint32_t>& offsets) {
-    ClientClock clock(world);
-    ClockExchange exchange(world, LOOPBACK, PORT, clock);
-    while (world.Goes()) {
-        exchange.DiscardLateReplies();
-        exchange.Run();
-        for (int32_t left = ClockPollInterval(rand()); left > 0; --left) {
-            offsets.push_back(uint32_t(abs(int32_t(clock.GetMicrosecondClock() - world.ServerClock()))));
-            world.Advance(NS_PER_MS);
-        }
-    }
-}
+constexpr double SIMULATED_SECONDS = 120;
 
 void CountOffsets(benchmark::State& state, std::vector<uint32_t>& offsets) {
     std::sort(offsets.begin(), offsets.end());
@@ -133,13 +56,13 @@ void Offset(benchmark::State& state) {
     for (auto _ : state) {
         offsets.clear();
         srand(1);
-        for (uint32_t seed = 1; seed <= 10; ++seed) {
-            World world(seed, state.range(0), state.range(1));
-            Simulate(world, offsets);
-        }
+        for (uint32_t seed = 1; seed <= 10; ++seed)
+            ClockWorld(seed, state.range(0), state.range(1))
+                .Run(SIMULATED_SECONDS,
+                     [&](double, int32_t offset) { offsets.push_back(uint32_t(abs(offset))); });
     }
     CountOffsets(state, offsets);
-    state.counters["free"] = double(SIMULATED_NS) / 1e9 * double(state.range(1));
+    state.counters["free"] = SIMULATED_SECONDS * double(state.range(1));
 }
 
 // A real server and the client's side of it.
