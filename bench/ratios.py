@@ -7,12 +7,20 @@ import sys
 
 LIBRARIES = {"asio", "libdeflate", "libevent", "libuv", "lmdb", "protobuf", "spdlog", "sqlite", "timed_mutex", "zlib"}
 
+
+
+def by_size(name):
+    return [int(part) if part.isdigit() else part for part in re.split(r"(\d+)", name)]
+
+
 kind, path = sys.argv[1:]
-case = None
+rows = []
 for line in open(path):
     if heading := re.match(r"### (.*)", line):
         case = re.sub(r"(\w+):(\d+)", r"\2 \1", heading[1]).replace("_", " ")
     elif row := re.match(r"\| (\S.*) \| .* \| ([\d.]+) \|", line):
         who, ratio = row.groups()
         if not who.startswith("quarn") and (who in LIBRARIES) == (kind == "libraries"):
-            print(f"{case} - {who.replace('_', ' ')}\t{ratio}")
+            rows.append((f"{case} - {who.replace('_', ' ')}", ratio))
+for name, ratio in sorted(rows, key=lambda row: by_size(row[0])):
+    print(f"{name}\t{ratio}")
