@@ -33,6 +33,7 @@ public:
     /// The bus, a new one if need be.
     I2CBus& Bus(const std::string& name);
     I2CDevice& Device(const std::string& bus, uint8_t address) const;
+    Medium& Storage(const std::string& path) const;
 
     /// Makes the call on the file of the descriptor, without the lock if it is not the board's, and tells it
     /// how many bytes it may move at most.

@@ -19,8 +19,32 @@ void Faults::Clear() {
     shortages_.clear();
 }
 
+void Faults::CutPowerAfter(uint64_t bytes) {
+    cutsPower_ = true;
+    powerLeft_ = bytes;
+    hasPower_ = bytes != 0;
+}
+
+void Faults::RestorePower() {
+    cutsPower_ = false;
+    hasPower_ = true;
+}
+
+size_t Faults::Spend(size_t bytes) {
+    if (!cutsPower_)
+        return bytes;
+    bytes = size_t(std::min<uint64_t>(bytes, powerLeft_));
+    powerLeft_ -= bytes;
+    hasPower_ = powerLeft_ != 0;
+    return bytes;
+}
+
 bool Faults::Strike(Call call) {
     ++counts_[call];
+    if (!hasPower_) {
+        errno = EIO;
+        return true;
+    }
     const auto found = failures_.find(call);
     if (found == failures_.end())
         return false;

@@ -16,6 +16,12 @@ public:
     void Shorten(Call call, size_t most, uint64_t times);
     void Clear();
 
+    void CutPowerAfter(uint64_t bytes);
+    void RestorePower();
+    bool HasPower() const { return hasPower_; }
+    /// How many of the bytes can be written before the power goes; cuts it when none is left for more.
+    size_t Spend(size_t bytes);
+
     /// Counts the call; true, with errno set, when it is to fail.
     bool Strike(Call call);
     /// How many of the bytes a read or write may move.
@@ -37,6 +43,9 @@ private:
     std::map<Call, Failure> failures_;
     std::map<Call, Shortage> shortages_;
     std::map<Call, uint64_t> counts_;
+    bool hasPower_ = true;
+    bool cutsPower_ = false;
+    uint64_t powerLeft_ = 0;
 };
 
 }  // namespace quarn::sim

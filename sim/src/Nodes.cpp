@@ -101,7 +101,7 @@ int32_t Nodes::Open(const std::string& path, int32_t flags, uint32_t mode) {
         opened.place = Present(path);
         if (!opened.place)
             return Refuse(ENOENT);
-        if ((flags & O_CREAT) && (flags & O_EXCL))
+        if ((flags & O_CREAT) && (flags & O_EXCL) && opened.place->node->Exists())
             return Refuse(EEXIST);
         opened.removals = opened.place->removals;
         opened.file = opened.place->node->Open(flags);
@@ -131,6 +131,14 @@ std::shared_ptr<OpenFile> Nodes::Get(int32_t fd, int32_t forbidden, int error) c
     else
         return found->second.file;
     return nullptr;
+}
+
+std::vector<Medium*> Nodes::Media() const {
+    std::vector<Medium*> media;
+    for (const auto& [path, place] : places_)
+        if (Medium* const medium = place.node->Storage())
+            media.push_back(medium);
+    return media;
 }
 
 int64_t Nodes::FileSize(const std::string& path) const {

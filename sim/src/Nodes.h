@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace quarn::sim {
 
@@ -35,6 +36,9 @@ public:
     /// Likewise when its device was removed, and with `error` when its access mode is the forbidden one.
     std::shared_ptr<OpenFile> Get(int32_t fd, int32_t forbidden = kNone, int error = 0) const;
     void Drop(int32_t fd) { open_.erase(fd); }
+    void DropAll() { open_.clear(); }
+    /// All that is stored, in the order of the paths.
+    std::vector<Medium*> Media() const;
     int64_t FileSize(const std::string& path) const;
     size_t Descriptors() const { return open_.size(); }
 

@@ -13,6 +13,8 @@
 
 namespace quarn::sim {
 
+class Medium;
+
 /// Fails as a system call does.
 inline int32_t Refuse(int error) {
     errno = error;
@@ -49,6 +51,10 @@ public:
     /// Null, with errno set, on failure. The file must not outlive the node.
     virtual std::unique_ptr<OpenFile> Open(int32_t flags) = 0;
     virtual int64_t Size() const { return 0; }
+    /// False for a file that is yet to be created.
+    virtual bool Exists() const { return true; }
+    /// What it stores, null for a device that stores nothing.
+    virtual Medium* Storage() { return nullptr; }
 };
 
 }  // namespace quarn::sim

@@ -44,7 +44,7 @@ SimulatedBoard::Impl::Impl() {
     auto physical = std::make_unique<PhysicalMemory>();
     memory = physical.get();
     nodes.Add(kMemory, std::move(physical));
-    auto listed = std::make_unique<PartitionTable>();
+    auto listed = std::make_unique<PartitionTable>(faults);
     table = listed.get();
     nodes.Add(kPartitionTable, std::move(listed));
 }
@@ -68,6 +68,14 @@ I2CDevice& SimulatedBoard::Impl::Device(const std::string& bus, uint8_t address)
     if (!found)
         throw MonitorException("SIM: no I2C bus %s", bus.c_str());
     return found->Get(address);
+}
+
+Medium& SimulatedBoard::Impl::Storage(const std::string& path) const {
+    Node* const node = nodes.Find(path);
+    Medium* const medium = node ? node->Storage() : nullptr;
+    if (!medium)
+        throw MonitorException("SIM: no storage %s", path.c_str());
+    return *medium;
 }
 
 SimulatedBoard::SimulatedBoard() : impl_(std::make_unique<Impl>()) {}
@@ -187,7 +195,7 @@ std::vector<std::string> SimulatedBoard::TakeAccesses() {
 void SimulatedBoard::AddMTD(const std::string& name, size_t size, size_t eraseSize,
                             const std::string& backing) {
     const std::lock_guard lock(impl_->mutex);
-    auto partition = std::make_unique<MTDPartition>(name, size, eraseSize, backing);
+    auto partition = std::make_unique<MTDPartition>(impl_->faults, name, size, eraseSize, backing);
     const MTDPartition& added = *partition;
     impl_->nodes.Add("/dev/mtd" + std::to_string(impl_->table->Partitions()), std::move(partition));
     impl_->table->Add(added);
@@ -196,7 +204,22 @@ void SimulatedBoard::AddMTD(const std::string& name, size_t size, size_t eraseSi
 void SimulatedBoard::AddEEPROMFile(const std::string& path, size_t size, const std::string& backing) {
     const std::lock_guard lock(impl_->mutex);
     const size_t most = path.starts_with(kSysFolder) ? kSysMostAtOnce : kNoMost;
-    impl_->nodes.Add(path, std::make_unique<EEPROMFile>(size, most, backing));
+    impl_->nodes.Add(path, std::make_unique<EEPROMFile>(impl_->faults, size, most, backing));
+}
+
+void SimulatedBoard::AddFile(const std::string& path) {
+    const std::lock_guard lock(impl_->mutex);
+    impl_->nodes.Add(path, std::make_unique<OrdinaryFile>(impl_->faults));
+}
+
+std::vector<uint8_t> SimulatedBoard::Contents(const std::string& path) const {
+    const std::lock_guard lock(impl_->mutex);
+    return impl_->Storage(path).Bytes();
+}
+
+void SimulatedBoard::SetContents(const std::string& path, std::vector<uint8_t> contents) {
+    const std::lock_guard lock(impl_->mutex);
+    impl_->Storage(path).SetBytes(std::move(contents));
 }
 
 void SimulatedBoard::PassOn(DeviceIO& other) {
@@ -233,6 +256,25 @@ void SimulatedBoard::PutBack(const std::string& device) {
     const std::lock_guard lock(impl_->mutex);
     if (!impl_->nodes.PutBack(device))
         throw MonitorException("SIM: no device %s", device.c_str());
+}
+
+void SimulatedBoard::CutPowerAfter(uint64_t bytes) {
+    const std::lock_guard lock(impl_->mutex);
+    impl_->faults.CutPowerAfter(bytes);
+}
+
+bool SimulatedBoard::HasPower() const {
+    const std::lock_guard lock(impl_->mutex);
+    return impl_->faults.HasPower();
+}
+
+void SimulatedBoard::RestorePower(Unsynced unsynced, uint32_t seed) {
+    const std::lock_guard lock(impl_->mutex);
+    std::mt19937 coin(seed);
+    for (Medium* const medium : impl_->nodes.Media())
+        medium->LosePower(unsynced, coin);
+    impl_->nodes.DropAll();
+    impl_->faults.RestorePower();
 }
 
 uint64_t SimulatedBoard::Count(Call call) const {

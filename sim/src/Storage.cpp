@@ -17,6 +17,8 @@ namespace quarn::sim {
 namespace {
 
 constexpr size_t kLargestEEPROM = 16777216;
+constexpr size_t kScatter = 16;
+constexpr char kTableHeading[] = "dev:    size   erasesize  name\n";
 
 std::string Reason(int error) {
     return std::generic_category().message(error);
@@ -131,15 +133,13 @@ private:
 
 class TableFile final : public PositionedFile {
 public:
-    explicit TableFile(const std::string& text) : text_(text) {}
-    ssize_t Read(void* data, size_t length) override {
-        return ReadFrom(reinterpret_cast<const uint8_t*>(text_.data()), data, length);
-    }
+    explicit TableFile(const std::vector<uint8_t>& text) : text_(text) {}
+    ssize_t Read(void* data, size_t length) override { return ReadFrom(text_.data(), data, length); }
 
 private:
     size_t Size() const override { return text_.size(); }
 
-    const std::string text_;
+    const std::vector<uint8_t> text_;
 };
 
 class EEPROMOpenFile final : public PositionedFile {
@@ -168,9 +168,33 @@ private:
     EEPROMFile& eeprom_;
 };
 
+class OrdinaryOpenFile final : public PositionedFile {
+public:
+    explicit OrdinaryOpenFile(Medium& medium) : medium_(medium) {}
+
+    ssize_t Read(void* data, size_t length) override { return ReadFrom(medium_.At(0), data, length); }
+    ssize_t Write(const void* data, size_t length) override {
+        const uint8_t* const from = static_cast<const uint8_t*>(data);
+        return WriteTo(medium_, {from, from + length});
+    }
+    int32_t Truncate(int64_t length) override {
+        if (length < 0)
+            return Refuse(EINVAL);
+        medium_.Resize(size_t(length));
+        return 0;
+    }
+    int32_t Sync() override { return medium_.Sync(); }
+
+private:
+    size_t Size() const override { return medium_.Size(); }
+
+    Medium& medium_;
+};
+
 }  // namespace
 
-Medium::Medium(size_t size, const std::string& backing) : bytes_(size, 0xFF) {
+Medium::Medium(Faults& faults, size_t size, const std::string& backing, bool isCached)
+    : faults_(faults), isCached_(isCached), now_{true, std::vector<uint8_t>(size, 0xFF)}, synced_(now_) {
     if (backing.empty())
         return;
     file_ = open(backing.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
@@ -194,21 +218,21 @@ void Medium::Load(const std::string& backing) {
     if (fstat(file_, &status) != 0)
         throw MonitorException("SIM: could not read %s: %s", backing.c_str(), Reason(errno).c_str());
     if (status.st_size == 0) {
-        const int error = Put(0, std::vector<uint8_t>(bytes_));
+        const int error = Store(0, Size());
         if (error != 0)
             throw MonitorException("SIM: could not write %s: %s", backing.c_str(), Reason(error).c_str());
-    } else if (size_t(status.st_size) != bytes_.size()) {
+    } else if (size_t(status.st_size) != Size()) {
         throw MonitorException("SIM: %s has %lu bytes instead of %zu", backing.c_str(),
-                               uint64_t(status.st_size), bytes_.size());
-    } else if (pread(file_, bytes_.data(), bytes_.size(), 0) != ssize_t(bytes_.size())) {
+                               uint64_t(status.st_size), Size());
+    } else if (pread(file_, now_.bytes.data(), Size(), 0) != ssize_t(Size())) {
         throw MonitorException("SIM: could not read %s: %s", backing.c_str(), Reason(errno).c_str());
     }
+    synced_ = now_;
 }
 
-int Medium::Put(size_t position, const std::vector<uint8_t>& bytes) {
-    std::copy(bytes.begin(), bytes.end(), bytes_.begin() + ptrdiff_t(position));
-    for (size_t done = 0; file_ >= 0 && done < bytes.size();) {
-        const ssize_t more = pwrite(file_, bytes.data() + done, bytes.size() - done, off_t(position + done));
+int Medium::Store(size_t position, size_t count) const {
+    for (size_t done = 0; file_ >= 0 && done < count;) {
+        const ssize_t more = pwrite(file_, At(position + done), count - done, off_t(position + done));
         if (more < 0)
             return errno;
         done += size_t(more);
@@ -216,21 +240,62 @@ int Medium::Put(size_t position, const std::vector<uint8_t>& bytes) {
     return 0;
 }
 
+void Medium::SetBytes(std::vector<uint8_t> bytes) {
+    now_ = {true, std::move(bytes)};
+    synced_ = now_;
+    Store(0, Size());
+}
+
+int Medium::Put(size_t position, const std::vector<uint8_t>& bytes) {
+    const size_t count = faults_.Spend(bytes.size());
+    if (position + count > Size())
+        Resize(position + count);
+    std::copy_n(bytes.begin(), count, now_.bytes.begin() + ptrdiff_t(position));
+    if (!isCached_)
+        std::copy_n(bytes.begin(), count, synced_.bytes.begin() + ptrdiff_t(position));
+    const int error = Store(position, count);
+    return error != 0 || count == bytes.size() ? error : EIO;
+}
+
+void Medium::LosePower(Unsynced unsynced, std::mt19937& coin) {
+    if (isCached_ && unsynced == Unsynced::LOST)
+        now_ = synced_;
+    for (size_t start = 0; isCached_ && unsynced == Unsynced::SCATTERED && start < Size();
+         start += kScatter) {
+        if (coin() & 1)
+            continue;
+        for (size_t i = start; i < std::min(start + kScatter, Size()); ++i)
+            now_.bytes[i] = i < synced_.bytes.size() ? synced_.bytes[i] : 0;
+    }
+    synced_ = now_;
+    Store(0, Size());
+}
+
 int Medium::Sync() {
+    synced_ = now_;
     return file_ >= 0 && fdatasync(file_) != 0 ? errno : 0;
 }
 
-MTDPartition::MTDPartition(const std::string& partitionName, size_t size, size_t blockSize,
+MTDPartition::MTDPartition(Faults& faults, const std::string& partitionName, size_t size, size_t blockSize,
                            const std::string& backing)
-    : name(partitionName), eraseSize(blockSize), medium(CheckedSize(size, blockSize), backing) {}
+    : name(partitionName),
+      eraseSize(blockSize),
+      medium(faults, CheckedSize(size, blockSize), backing, false) {}
 
 std::unique_ptr<OpenFile> MTDPartition::Open(int32_t flags) {
     return std::make_unique<MTDFile>(*this, (flags & O_ACCMODE) != O_RDONLY);
 }
 
+PartitionTable::PartitionTable(Faults& faults) : medium_(faults, 0, "", true) {
+    medium_.SetBytes({kTableHeading, kTableHeading + strlen(kTableHeading)});
+}
+
 void PartitionTable::Add(const MTDPartition& partition) {
-    text_ += Format("mtd%zu: %08zx %08zx \"%s\"\n", partitions_++, partition.medium.Size(),
-                    partition.eraseSize, partition.name.c_str());
+    const std::string line = Format("mtd%zu: %08zx %08zx \"%s\"\n", partitions_++, partition.medium.Size(),
+                                    partition.eraseSize, partition.name.c_str());
+    std::vector<uint8_t> text = medium_.Bytes();
+    text.insert(text.end(), line.begin(), line.end());
+    medium_.SetBytes(std::move(text));
 }
 
 std::unique_ptr<OpenFile> PartitionTable::Open(int32_t flags) {
@@ -238,14 +303,30 @@ std::unique_ptr<OpenFile> PartitionTable::Open(int32_t flags) {
         errno = EACCES;
         return nullptr;
     }
-    return std::make_unique<TableFile>(text_);
+    return std::make_unique<TableFile>(medium_.Bytes());
 }
 
-EEPROMFile::EEPROMFile(size_t size, size_t most, const std::string& backing)
-    : mostAtOnce(most), medium(CheckedEEPROMSize(size), backing) {}
+EEPROMFile::EEPROMFile(Faults& faults, size_t size, size_t most, const std::string& backing)
+    : mostAtOnce(most), medium(faults, CheckedEEPROMSize(size), backing, true) {}
 
 std::unique_ptr<OpenFile> EEPROMFile::Open(int32_t) {
     return std::make_unique<EEPROMOpenFile>(*this);
+}
+
+OrdinaryFile::OrdinaryFile(Faults& faults) : medium_(faults, 0, "", true) {
+    medium_.SetExists(false);
+    medium_.Sync();
+}
+
+std::unique_ptr<OpenFile> OrdinaryFile::Open(int32_t flags) {
+    if (!Exists() && !(flags & O_CREAT)) {
+        errno = ENOENT;
+        return nullptr;
+    }
+    medium_.SetExists(true);
+    if (flags & O_TRUNC)
+        medium_.Resize(0);
+    return std::make_unique<OrdinaryOpenFile>(medium_);
 }
 
 }  // namespace quarn::sim

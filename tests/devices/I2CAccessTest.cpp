@@ -6,7 +6,6 @@
 
 #include "support/AllocationWatch.h"
 #include "support/DebugCapture.h"
-#include "support/FakeDeviceIO.h"
 #include "support/ThrownMessage.h"
 
 #include <gmock/gmock.h>
@@ -79,6 +78,7 @@ protected:
 };
 
 TEST_F(I2CAccessTest, MovesBytesInAsFewCallsAsItTakes) {
+    const Bytes two = {1, 2};
     const struct {
         const char* what;
         std::function<Bytes()> transfer;
@@ -87,13 +87,7 @@ TEST_F(I2CAccessTest, MovesBytesInAsFewCallsAsItTakes) {
     } cases[] = {
         {"WriteRegister", [&] { return i2c_.WriteRegister("expander", 7, 5), Bytes(); }, {}, 1, 0},
         {"ReadRegister", [&] { return Bytes{i2c_.ReadRegister("expander", 7)}; }, {5}, 1, 1},
-        {"WriteRegisters",
-         [&] {
-             return i2c_.WriteRegisters("expander", 8, {1, 2}), Bytes();
-         },
-         {},
-         1,
-         0},
+        {"WriteRegisters", [&] { return i2c_.WriteRegisters("expander", 8, two), Bytes(); }, {}, 1, 0},
         {"ReadRegisters", [&] { return i2c_.ReadRegisters("expander", 7, 3); }, {5, 1, 2}, 1, 1},
         {"no registers", [&] { return i2c_.ReadRegisters("expander", 7, 0); }, {}, 1, 1},
         {"Write", [&] { return i2c_.Write("eeprom", {0xFE}), Bytes(); }, {}, 1, 0},
@@ -146,12 +140,6 @@ TEST_F(I2CAccessTest, TellsWhatFailedAndStaysUsable) {
          "I2C: wrote 0 of 1 byte of register address to BUS (for expander)"},
         {fail(Call::READ), readRegister, 2, "I2C: error reading from BUS (for expander): Input/output error"},
         {shorten(Call::READ, 0), readRegister, 2, "I2C: read 0 of 1 byte from BUS (for expander)"},
-        {fail(Call::WRITE), readRegisters, 1,
-         "I2C: error writing register address to BUS (for expander): Input/output error"},
-        {shorten(Call::WRITE, 0), readRegisters, 1,
-         "I2C: wrote 0 of 1 byte of register address to BUS (for expander)"},
-        {fail(Call::READ), readRegisters, 2,
-         "I2C: error reading from BUS (for expander): Input/output error"},
         {shorten(Call::READ, 2), readRegisters, 2, "I2C: read 2 of 3 bytes from BUS (for expander)"},
         {nothing, [&] { i2c_.Read("Expander", 1); }, 0, "I2C: unknown device \"Expander\""},
     };
@@ -220,11 +208,10 @@ TEST_F(I2CAccessTest, RepeatsAtOnceWhatABusyBusRefuses) {
 }
 
 /// A bus whose reads wait until they are let go.
-class HeldBus : public test::FakeDeviceIO {
+class HeldBus final : public DeviceIO {
 public:
-    int32_t Open(const std::string&, int32_t flags, uint32_t mode) override {
-        return FakeDeviceIO::Open("/dev/null", flags, mode);
-    }
+    int32_t Open(const std::string&, int32_t, uint32_t) override { return 1 << 20; }
+    int32_t Close(int32_t) override { return 0; }
     int32_t IOCtl(int32_t, unsigned long, void*) override { return ++transfers, 0; }
     ssize_t Write(int32_t, const void*, size_t length) override { return ssize_t(length); }
     ssize_t Read(int32_t, void* data, size_t length) override {
@@ -233,6 +220,14 @@ public:
         memset(data, 0x5A, length);
         return ssize_t(length);
     }
+    int64_t Seek(int32_t, int64_t, int32_t) override { return -1; }
+    int32_t Truncate(int32_t, int64_t) override { return -1; }
+    int32_t Sync(int32_t) override { return -1; }
+    int64_t FileSize(const std::string&) override { return -1; }
+    void* Map(size_t, int32_t, int32_t, int32_t, int64_t) override { return nullptr; }
+    int32_t Unmap(void*, size_t) override { return -1; }
+    uint32_t Read32(const volatile uint32_t*) override { return 0; }
+    void Write32(volatile uint32_t*, uint32_t) override {}
 
     std::atomic<uint32_t> transfers{0};
     PermanentCondition entered, letGo;

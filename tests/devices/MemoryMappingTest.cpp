@@ -3,7 +3,6 @@
 #include <quarn/sim/SimulatedBoard.h>
 
 #include "support/DebugCapture.h"
-#include "support/FakeDeviceIO.h"
 #include "support/TempDirectory.h"
 #include "support/ThrownMessage.h"
 
@@ -98,10 +97,8 @@ TEST(MemoryMappingTest, SaysWhatFailedAndLeavesNothingOpen) {
         {anonymous, Call::CLOSE, 0, "mmap failed on physical range [(nil).." + last + "): Invalid argument"},
     };
     for (const auto& c : cases) {
-        test::FakeDeviceIO files;
-        files.AddAbsentFile("/file");
         SimulatedBoard io;
-        io.PassOn(files);
+        io.AddFile("/file");
         io.Fail(c.call, c.error);
         EXPECT_EQ(ThrownMessage([&] { c.make(io); }), c.message);
         EXPECT_EQ(io.Held(), 0u) << c.message;

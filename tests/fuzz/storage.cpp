@@ -5,11 +5,11 @@
 #include <quarn/PersistentStorage.h>
 #include <quarn/VariableDictionary.h>
 #include <quarn/VariableIndex.h>
+#include <quarn/sim/SimulatedBoard.h>
 
 #include "fuzz/RepairMessages.h"
 #include "storage/PersistentDevice.h"
 #include "storage/StorageBlock.h"
-#include "support/FakeDeviceIO.h"
 #include "values/VariantTypes.h"
 
 #include <string.h>
@@ -54,11 +54,12 @@ struct Medium {
         : kind(deviceKind), blockSize(bytesPerBlock) {
         if (kind == Kind::MTD) {
             image.resize((image.size() / blockSize + 1) * blockSize, 0xFF);
-            path = io.AddMTD(kPath, image.size(), blockSize);
+            io.AddMTD(kPath, image.size(), blockSize);
+            path = "/dev/mtd0";
         } else if (kind == Kind::EEPROM) {
-            io.AddEEPROM(path, image.size());
+            io.AddEEPROMFile(path, 1);
         } else {
-            io.AddFile(path, {});
+            io.AddFile(path);
         }
         io.SetContents(path, std::move(image));
     }
@@ -79,7 +80,7 @@ struct Medium {
 
     const Kind kind;
     const uint64_t blockSize;
-    FakeDeviceIO io;
+    sim::SimulatedBoard io;
     std::string path = kPath;
 };
 
@@ -195,6 +196,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     medium.AddTo(storage);
     storage.Wipe();
     Require(!medium.Load(again.index), "something is left after wiping");
-    Require(medium.io.OpenDescriptors() == 0, "the device was left open");
+    Require(medium.io.Held() == 0, "the device was left open");
     return 0;
 }

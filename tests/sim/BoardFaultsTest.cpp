@@ -1,7 +1,6 @@
 #include <quarn/sim/SimulatedBoard.h>
 
 #include "sim/BoardCalls.h"
-#include "support/FakeDeviceIO.h"
 #include "support/TempDirectory.h"
 
 #include <gmock/gmock.h>
@@ -188,15 +187,15 @@ TEST_F(BoardFaultsTest, PassesOnWhatIsNoDevice) {
     EXPECT_EQ(board_.Held(), 0u);
 
     // What is still open when the board goes is closed.
-    test::FakeDeviceIO other;
-    other.AddFile("/settings", {1});
+    SimulatedBoard other;
+    other.AddEEPROMFile("/settings", 1);
     {
         SimulatedBoard board;
         board.PassOn(other);
         EXPECT_GE(board.Open("/settings", O_RDONLY), 0);
-        EXPECT_EQ(other.OpenDescriptors(), 1u);
+        EXPECT_EQ(other.Held(), 1u);
     }
-    EXPECT_EQ(other.OpenDescriptors(), 0u);
+    EXPECT_EQ(other.Held(), 0u);
 }
 
 }  // namespace

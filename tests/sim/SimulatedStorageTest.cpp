@@ -30,8 +30,12 @@ protected:
         erase_info_user range{start, length};
         return board_.IOCtl(fd, MEMERASE, &range);
     }
-    int64_t WriteAt(int32_t fd, int64_t offset, std::vector<uint8_t> bytes) {
+    int64_t WriteAt(int32_t fd, int64_t offset, const std::vector<uint8_t>& bytes) {
         return board_.Seek(fd, offset, SEEK_SET) < 0 ? -1 : board_.Write(fd, bytes.data(), bytes.size());
+    }
+    template <class... Byte>
+    int64_t WriteAt(int32_t fd, int64_t offset, Byte... bytes) {
+        return WriteAt(fd, offset, std::vector<uint8_t>{uint8_t(bytes)...});
     }
     std::vector<uint8_t> ReadAt(int32_t fd, int64_t offset, size_t count) {
         std::vector<uint8_t> bytes(count);
@@ -67,11 +71,7 @@ TEST_F(SimulatedStorageTest, FlashRefusesWhatTheKernelWould) {
         {"seek beyond", [&] { return board_.Seek(fd, 1, SEEK_CUR); }, -EINVAL},
         {"seek before", [&] { return board_.Seek(fd, -8193, SEEK_CUR); }, -EINVAL},
         {"no way to seek", [&] { return board_.Seek(fd, 0, 7); }, -EINVAL},
-        {"over the end",
-         [&] {
-             return WriteAt(fd, 8190, {1, 2, 3, 4});
-         },
-         2},
+        {"over the end", [&] { return WriteAt(fd, 8190, 1, 2, 3, 4); }, 2},
         {"truncate", [&] { return board_.Truncate(fd, 0); }, -EINVAL},
         {"sync", [&] { return board_.Sync(fd); }, -EINVAL},
         {"size", [&] { return board_.FileSize("/dev/mtd1"); }, 0},
@@ -91,8 +91,8 @@ TEST_F(SimulatedStorageTest, FlashRefusesWhatTheKernelWould) {
 TEST_F(SimulatedStorageTest, FlashOnlyClearsBitsUntilItIsErased) {
     board_.AddMTD("persist", 8192, 4096);
     const int32_t fd = board_.Open("/dev/mtd0", O_RDWR);
-    EXPECT_EQ(WriteAt(fd, 4094, {0xF0, 0xF1, 0xF2}), 3);
-    EXPECT_EQ(WriteAt(fd, 4094, {0x1F, 0xFF, 0x00}), 3);
+    EXPECT_EQ(WriteAt(fd, 4094, 0xF0, 0xF1, 0xF2), 3);
+    EXPECT_EQ(WriteAt(fd, 4094, 0x1F, 0xFF, 0x00), 3);
     EXPECT_THAT(ReadAt(fd, 4093, 4), ElementsAre(0xFF, 0x10, 0xF1, 0x00));
     EXPECT_EQ(Erase(fd, 0, 4096), 0);
     EXPECT_THAT(ReadAt(fd, 4094, 3), ElementsAre(0xFF, 0xFF, 0x00));
@@ -107,13 +107,9 @@ TEST_F(SimulatedStorageTest, AnEEPROMHasAFixedSize) {
         {"size", [&] { return board_.FileSize(kEEPROM); }, 8192},
         {"page by page", [&] { return WriteAt(fd, 0, bytes); }, 4096},
         {"read, too", [&] { return board_.Read(fd, bytes.data(), 8192); }, 4096},
-        {"over the end",
-         [&] {
-             return WriteAt(fd, 8191, {1, 2});
-         },
-         1},
+        {"over the end", [&] { return WriteAt(fd, 8191, 1, 2); }, 1},
         {"at the end", [&] { return board_.Write(fd, bytes.data(), 1); }, -EFBIG},
-        {"beyond", [&] { return WriteAt(fd, 10000, {1}); }, -EFBIG},
+        {"beyond", [&] { return WriteAt(fd, 10000, 1); }, -EFBIG},
         {"read there", [&] { return board_.Read(fd, bytes.data(), 1); }, 0},
         {"truncate", [&] { return board_.Truncate(fd, 100); }, -EINVAL},
         {"sync", [&] { return board_.Sync(fd); }, 0},
@@ -122,6 +118,62 @@ TEST_F(SimulatedStorageTest, AnEEPROMHasAFixedSize) {
          8192},
     });
     EXPECT_THAT(ReadAt(fd, 8190, 9), ElementsAre(0xFF, 1));
+}
+
+TEST_F(SimulatedStorageTest, AFileIsCreatedAndGrows) {
+    board_.AddFile("/state/file");
+    int32_t fd = -1;
+    ExpectResults({
+        {"not there", [&] { return board_.Open("/state/file", O_RDWR); }, -ENOENT},
+        {"no size", [&] { return board_.FileSize("/state/file"); }, -ENOENT},
+        {"created",
+         [&] { return (fd = board_.Open("/state/file", O_RDWR | O_CREAT | O_EXCL, 0600)) < 0 ? -1 : 0; }, 0},
+        {"there already", [&] { return board_.Open("/state/file", O_RDWR | O_CREAT | O_EXCL); }, -EEXIST},
+        {"written beyond the end", [&] { return WriteAt(fd, 2, 5, 6); }, 2},
+        {"size", [&] { return board_.FileSize("/state/file"); }, 4},
+        {"cut", [&] { return board_.Truncate(fd, 3); }, 0},
+        {"not below nothing", [&] { return board_.Truncate(fd, -1); }, -EINVAL},
+    });
+    EXPECT_THAT(board_.Contents("/state/file"), ElementsAre(0, 0, 5));
+    board_.SetContents("/state/file", {7});
+    EXPECT_THAT(ReadAt(fd, 0, 2), ElementsAre(7));
+    board_.Open("/state/file", O_RDWR | O_TRUNC);
+    EXPECT_EQ(board_.FileSize("/state/file"), 0);
+    EXPECT_EQ(ThrownMessage([&] { board_.Contents("/dev/mem"); }), "SIM: no storage /dev/mem");
+}
+
+TEST_F(SimulatedStorageTest, LosesPowerInTheMiddleOfAWrite) {
+    board_.AddFile("/file");
+    board_.AddMTD("persist", 4096, 4096);
+    const auto contentsAfterCut = [&](Unsynced unsynced) {
+        board_.SetContents("/file", {1, 1, 1, 1});
+        const int32_t fd = board_.Open("/file", O_RDWR);
+        const int32_t flash = board_.Open("/dev/mtd0", O_RDWR);
+        board_.CutPowerAfter(4096 + 5);
+        ExpectResults({
+            {"erase", [&] { return Erase(flash, 0, 4096); }, 0},
+            {"write", [&] { return WriteAt(fd, 0, 2, 2); }, 2},
+            {"sync", [&] { return board_.Sync(fd); }, 0},
+            {"cut", [&] { return WriteAt(fd, 2, 3, 3, 3, 3); }, -EIO},
+            {"sync after it", [&] { return board_.Sync(fd); }, -EIO},
+            {"open after it", [&] { return board_.Open("/file", O_RDONLY); }, -EIO},
+        });
+        EXPECT_FALSE(board_.HasPower());
+        board_.RestorePower(unsynced);
+        EXPECT_EQ(board_.Held(), 0u);
+        return board_.Contents("/file");
+    };
+    EXPECT_THAT(contentsAfterCut(Unsynced::LOST), ElementsAre(2, 2, 1, 1));
+    EXPECT_THAT(contentsAfterCut(Unsynced::KEPT), ElementsAre(2, 2, 3, 3, 3));
+
+    board_.AddFile("/new");
+    EXPECT_GE(board_.Open("/new", O_RDWR | O_CREAT), 0);
+    board_.CutPowerAfter(1);
+    EXPECT_EQ(Result([&] { return WriteAt(board_.Open("/dev/mtd0", O_RDWR), 0, 7, 8); }), -EIO);
+    board_.RestorePower(Unsynced::LOST);
+    EXPECT_EQ(board_.FileSize("/new"), -1);  // its creation was lost
+    EXPECT_THAT(ReadAt(board_.Open("/dev/mtd0", O_RDONLY), 0, 2),
+                ElementsAre(7, 0xFF));  // flash has no cache
 }
 
 TEST_F(SimulatedStorageTest, BackingFilesKeepContents) {
@@ -133,10 +185,10 @@ TEST_F(SimulatedStorageTest, BackingFilesKeepContents) {
     };
     build(board_);
     const int32_t fd = board_.Open("/dev/mtd0", O_RDWR);
-    EXPECT_EQ(WriteAt(fd, 5000, {1, 2}), 2);
-    EXPECT_EQ(WriteAt(fd, 100, {3}), 1);
+    EXPECT_EQ(WriteAt(fd, 5000, 1, 2), 2);
+    EXPECT_EQ(WriteAt(fd, 100, 3), 1);
     EXPECT_EQ(Erase(fd, 0, 4096), 0);
-    EXPECT_EQ(WriteAt(board_.Open(kEEPROM, O_RDWR), 255, {4}), 1);
+    EXPECT_EQ(WriteAt(board_.Open(kEEPROM, O_RDWR), 255, 4), 1);
 
     SimulatedBoard next;
     build(next);

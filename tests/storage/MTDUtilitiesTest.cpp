@@ -1,5 +1,5 @@
 #include "storage/MTDUtilities.h"
-#include "support/FakeDeviceIO.h"
+#include "storage/StorageFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -9,15 +9,15 @@ namespace quarn::test {
 namespace {
 
 TEST(MTDUtilities, ReadsTheKernelsTable) {
-    FakeDeviceIO io;
+    SimulatedBoard io;
     const std::string table =
         "dev:    size   erasesize  name\n"
         "mtd0: 00040000 00001000 \"boot\"\n"
         "mtd1: 00010000 00020000 \"persist\"\n"
         "mtd12: 1c0000000 00010000 \"a \"quoted\" name\"\n"
         "mtd13: 00000800 00000400 \"persist\"";
-    io.AddFile("/proc/mtd", {table.begin(), table.end()});
-    io.Shorten(Call::READ, 7);
+    io.SetContents("/proc/mtd", {table.begin(), table.end()});
+    io.Shorten(Call::READ, 7, UINT64_MAX);
     const std::tuple<const char*, const char*, uint64_t, uint64_t> cases[] = {
         {"boot", "/dev/mtd0", 0x40000, 0x1000},
         {"persist", "/dev/mtd1", 0x10000, 0x20000},
@@ -31,7 +31,7 @@ TEST(MTDUtilities, ReadsTheKernelsTable) {
         EXPECT_EQ(size, expectedSize) << name;
         EXPECT_EQ(eraseBlockSize, expectedBlock) << name;
     }
-    EXPECT_EQ(io.OpenDescriptors(), 0u);
+    EXPECT_EQ(io.Held(), 0u);
 
     uint64_t unset = 7;
     io.Fail(Call::OPEN, ENOENT);

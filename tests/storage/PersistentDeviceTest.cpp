@@ -3,13 +3,14 @@
 #include "storage/StorageFixture.h"
 #include "support/AllocationWatch.h"
 #include "support/DebugCapture.h"
-#include "support/FakeDeviceIO.h"
+#include "support/TempDirectory.h"
 #include "support/ThrownMessage.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <errno.h>
+#include <unistd.h>
 
 #include <functional>
 
@@ -33,7 +34,7 @@ std::vector<uint8_t> Block(uint64_t stamp, const std::vector<uint8_t>& payload =
 /// An EEPROM with the given blocks one behind the other.
 struct EEPROM {
     explicit EEPROM(std::vector<std::vector<uint8_t>> blocks) {
-        io.AddEEPROM(kPath, blocks.size() * kBlock);
+        io.AddEEPROMFile(kPath, blocks.size() * kBlock);
         std::vector<uint8_t> contents;
         for (std::vector<uint8_t>& block : blocks) {
             block.resize(kBlock);
@@ -49,7 +50,7 @@ struct EEPROM {
         io.SetContents(kPath, contents);
     }
 
-    FakeDeviceIO io;
+    SimulatedBoard io;
     std::unique_ptr<PersistentDevice> device;
 };
 
@@ -64,10 +65,10 @@ Damage Change(size_t offset, const std::vector<uint8_t>& bytes) {
 }
 
 TEST(PersistentDevice, IsConstructedOrSaysWhyNot) {
-    FakeDeviceIO io;
-    io.AddMTD("boot", 1000, 100);
-    io.AddMTD("persist", 1050, 100);
-    io.AddEEPROM(kPath, 250);
+    SimulatedBoard io;
+    const std::string table = "mtd0: 000003e8 00000064 \"boot\"\nmtd1: 0000041a 00000064 \"persist\"\n";
+    io.SetContents("/proc/mtd", {table.begin(), table.end()});
+    io.AddEEPROMFile(kPath, 250);
     const auto construct = [&io](Type type, const char* name, uint64_t blockSize) {
         return ThrownMessage([&] { PersistentDevice(type, name, blockSize, io); });
     };
@@ -122,7 +123,7 @@ TEST(PersistentDevice, ScansPastWhatItCannotRead) {
         DebugCapture capture;
         eeprom.device->ScanBlocks();
         EXPECT_EQ(capture.Lines(), lines);
-        EXPECT_EQ(eeprom.io.OpenDescriptors(), 0u);
+        EXPECT_EQ(eeprom.io.Held(), 0u);
     }
 }
 
@@ -159,7 +160,7 @@ TEST(PersistentDevice, SaysWhatIsWrongWithABlock) {
         EXPECT_EQ(eeprom.device->ReadBlock(1, nullptr, &version), 0u);
         EXPECT_THAT(capture.Lines(), ElementsAre("/e: in block 1: " + problem));
         EXPECT_EQ(version, 99u);
-        EXPECT_EQ(eeprom.io.OpenDescriptors(), 0u);
+        EXPECT_EQ(eeprom.io.Held(), 0u);
     }
     EXPECT_LT(watch.Largest(), 8192u);  // never what a damaged length says
     EEPROM eeprom({Block(8)});
@@ -177,7 +178,7 @@ TEST(PersistentDevice, ReadsMessagesThroughShortTransfers) {
     payload.insert(payload.end(), kMessage.begin(), kMessage.end());
     payload.push_back(0x17);  // no message: the two before it stay in the list
     EEPROM eeprom({Block(8), Block(9, payload)});
-    eeprom.io.Shorten(Call::READ, 5);
+    eeprom.io.Shorten(Call::READ, 5, UINT64_MAX);
     uint32_t version = 0;
     std::list<IncomingMessage> messages(5);
     EXPECT_EQ(eeprom.device->ReadBlock(1, &messages, &version), 0u);
@@ -220,35 +221,37 @@ TEST(PersistentDevice, WritesInvalidBlocksInOrderThenTheOldest) {
 }
 
 TEST(PersistentDevice, SaysWhyABlockIsNotWrittenAndWritesItsPlaceNextTime) {
-    const std::pair<std::function<void(FakeDeviceIO&)>, std::string> cases[] = {
-        {[](FakeDeviceIO& io) { io.Fail(Call::OPEN, EROFS); },
+    const std::pair<std::function<void(SimulatedBoard&)>, std::string> cases[] = {
+        {[](SimulatedBoard& io) { io.Fail(Call::OPEN, EROFS); },
          "could not open for writing: Read-only file system"},
-        {[](FakeDeviceIO& io) { io.Fail(Call::IOCTL, EIO); }, "could not erase block 1: Input/output error"},
-        {[](FakeDeviceIO& io) { io.Fail(Call::SEEK, EIO); }, "could not seek to block 1: Input/output error"},
-        {[](FakeDeviceIO& io) { io.Fail(Call::WRITE, ENOSPC); },
+        {[](SimulatedBoard& io) { io.Fail(Call::IOCTL, EIO); },
+         "could not erase block 1: Input/output error"},
+        {[](SimulatedBoard& io) { io.Fail(Call::SEEK, EIO); },
+         "could not seek to block 1: Input/output error"},
+        {[](SimulatedBoard& io) { io.Fail(Call::WRITE, ENOSPC); },
          "could not write block 1: No space left on device"},
-        {[](FakeDeviceIO& io) { io.Shorten(Call::WRITE, 39); },
+        {[](SimulatedBoard& io) { io.Shorten(Call::WRITE, 39); },
          "could not write block 1: only 39 of 40 bytes"},
-        {[](FakeDeviceIO& io) { io.Fail(Call::SYNC, EIO); }, "could not sync block 1: Input/output error"},
+        {[](SimulatedBoard& io) { io.Fail(Call::SYNC, EIO); }, "could not sync block 1: Input/output error"},
     };
     for (const Type type : {Type::MTD, Type::EEPROM})
         for (const auto& [damage, problem] : cases) {
             if (problem.find(type == Type::MTD ? "sync" : "erase") != std::string::npos)
                 continue;  // flash is not synced, nothing else is erased
-            FakeDeviceIO io;
-            const std::string path = io.AddMTD("persist", 2 * kBlock, kBlock);
-            io.AddEEPROM(kPath, 2 * kBlock);
+            SimulatedBoard io;
+            io.AddMTD("persist", 2 * kBlock, kBlock);
+            io.AddEEPROMFile(kPath, 2 * kBlock);
             PersistentDevice device(type, type == Type::MTD ? "persist" : kPath, kBlock, io);
             EXPECT_TRUE(device.WriteBlock(1, Block(1)));
             damage(io);
             DebugCapture capture;
             EXPECT_FALSE(device.WriteBlock(2, Block(2)));
-            io.ClearFailures();
+            io.ClearFaults();
             EXPECT_TRUE(device.WriteBlock(3, Block(3)));
-            const std::string prefix = (type == Type::MTD ? path : kPath) + ": ";
+            const std::string prefix = std::string(type == Type::MTD ? "/dev/mtd0" : kPath) + ": ";
             EXPECT_THAT(capture.Lines(),
                         ElementsAre(prefix + problem, prefix + "wrote block 1 with stamp 0x3"));
-            EXPECT_EQ(io.OpenDescriptors(), 0u);
+            EXPECT_EQ(io.Held(), 0u);
         }
 }
 
@@ -256,18 +259,22 @@ TEST(PersistentDevice, TakesASyncThatIsNotSupportedAsDoneAndADeviceThatIsGoneAsG
     EEPROM eeprom({Block(0)});
     eeprom.io.Fail(Call::SYNC, EINVAL);
     EXPECT_TRUE(eeprom.device->WriteBlock(1, Block(1)));
-    eeprom.io.AddAbsentFile(kPath);
-    EXPECT_FALSE(eeprom.device->WriteBlock(2, Block(2)));
-    EXPECT_FALSE(eeprom.io.Exists(kPath));
+
+    const TempDirectory folder;
+    folder.Write("e", std::string(kBlock, '\0'));
+    PersistentDevice gone(Type::EEPROM, folder.File("e"), kBlock, DeviceIO::System());
+    ASSERT_EQ(unlink(folder.File("e").c_str()), 0);
+    EXPECT_FALSE(gone.WriteBlock(2, Block(2)));
+    EXPECT_EQ(folder.Names(), Lines());
 }
 
 TEST(PersistentDevice, RefusesToEraseWhereTheRequestCannotReach) {
-    FakeDeviceIO io;
+    SimulatedBoard io;
     io.AddMTD("small", 32, 16);
     const std::string table = "mtd0: 200000000 100000000 \"huge\"\n";
-    io.AddFile("/proc/mtd", {table.begin(), table.end()});
+    io.SetContents("/proc/mtd", {table.begin(), table.end()});
     PersistentDevice device(Type::MTD, "huge", 0x100000000, io);
-    io.AddFile("/dev/mtd0", Block(1));
+    io.SetContents("/dev/mtd0", Block(1));
     DebugCapture capture;
     EXPECT_FALSE(device.WriteBlock(2, Block(2)));
     EXPECT_TRUE(
@@ -276,15 +283,15 @@ TEST(PersistentDevice, RefusesToEraseWhereTheRequestCannotReach) {
 }
 
 TEST(PersistentDevice, WritesAFileWithBlocksOnlyWhereThereIsOne) {
-    FakeDeviceIO io;
-    io.AddAbsentFile("/f");
+    SimulatedBoard io;
+    io.AddFile("/f");
     {
         DebugCapture capture;
         EXPECT_FALSE(PersistentDevice(Type::File, "/f", kBlock, io).WriteBlock(1, Block(1)));
         EXPECT_THAT(capture.Lines(), ElementsAre("Could not open /f for scanning: No such file or directory",
                                                  "/f: cannot write data; no scanned blocks"));
     }
-    EXPECT_FALSE(io.Exists("/f"));
+    EXPECT_EQ(io.FileSize("/f"), -1);
     PersistentDevice unblocked(Type::File, "/f", 0, io);
     EXPECT_TRUE(unblocked.WriteBlock(1, Block(1)));
     EXPECT_TRUE(unblocked.WriteBlock(2, Block(2)));

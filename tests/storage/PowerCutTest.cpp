@@ -1,5 +1,4 @@
 #include "storage/StorageFixture.h"
-#include "support/FakeDeviceIO.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +12,7 @@ struct Board {
     enum { ONE_BLOCK, ONE_EACH, SEVERAL } blocks;
 };
 
-std::unique_ptr<PersistentStorage> Start(const Board& board, FakeDeviceIO& io) {
+std::unique_ptr<PersistentStorage> Start(const Board& board, SimulatedBoard& io) {
     auto storage = std::make_unique<PersistentStorage>("test", board.files ? 0 : kBlock, 1, io);
     if (board.flashBlocks)
         storage->AddMTD("persist");
@@ -31,11 +30,13 @@ void CutEverywhere(const Board& board, Unsynced unsynced, uint32_t seed) {
                                     << ", files " << board.files << ", unsynced " << int(unsynced)
                                     << ", seed " << seed);
     const bool canBeLost = board.blocks == Board::ONE_BLOCK && unsynced != Unsynced::LOST;
-    FakeDeviceIO io;
-    io.AddEEPROM("/eeprom", board.eepromBlocks * kBlock);
-    io.AddMTD("persist", board.flashBlocks * kBlock, kBlock);
+    SimulatedBoard io;
+    if (board.eepromBlocks)
+        io.AddEEPROMFile("/eeprom", board.eepromBlocks * kBlock);
+    if (board.flashBlocks)
+        io.AddMTD("persist", board.flashBlocks * kBlock, kBlock);
     for (size_t i = 0; i < board.files; ++i)
-        io.AddAbsentFile("/file" + std::to_string(i));
+        io.AddFile("/file" + std::to_string(i));
     uint32_t known = 1;
     Start(board, io)->Save(Settings(known).index, 0);
     bool completed = false;

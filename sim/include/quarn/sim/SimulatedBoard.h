@@ -60,6 +60,13 @@ enum class Call {
     SET_OUTPUT
 };
 
+/// What is left of bytes that were written but not synced when the power went.
+enum class Unsynced {
+    LOST,      ///< nothing: they were in a cache
+    KEPT,      ///< everything up to the cut: there is no cache
+    SCATTERED  ///< of each run of 16 bytes, at random, all or nothing
+};
+
 class QUARN_API SimulatedBoard final : public DeviceIO, public GPIOChips {
 public:
     SimulatedBoard();
@@ -149,6 +156,13 @@ public:
     /// call moves at most 4096 bytes, as there in the kernel.
     void AddEEPROMFile(const std::string& path, size_t size, const std::string& backing = "");
 
+    /// A file under a path of its own that programs can create, extend and truncate; not there at first.
+    void AddFile(const std::string& path);
+    /// The bytes of one of these, and of /proc/mtd, looked at and changed from outside, the number of them too,
+    /// which counts as synced. A file is there once it was set.
+    std::vector<uint8_t> Contents(const std::string& path) const;
+    void SetContents(const std::string& path, std::vector<uint8_t> contents);
+
     /// Lets `other`, which must outlive the board, have the paths that the board does not have, e.g.
     /// DeviceIO::System() for a daemon that keeps settings in ordinary files. Paths below /dev/, /proc/ and
     /// /sys/ are never passed on. What is open there counts as held, and faults meet it, too.
@@ -167,6 +181,13 @@ public:
     /// then on, for good, and opening it with ENOENT until it is put back. Mappings stay.
     void Remove(const std::string& device);
     void PutBack(const std::string& device);
+    /// Cuts the power right after so many more bytes were written to storage or erased: the rest of that call,
+    /// and every one after it, fails with EIO.
+    void CutPowerAfter(uint64_t bytes);
+    bool HasPower() const;
+    /// Puts the power back. What was not synced before is dealt with as told, the scatter by the seed; flash has
+    /// no cache. No descriptor is left.
+    void RestorePower(Unsynced unsynced, uint32_t seed = 0);
     /// How many calls of the kind were made, failed ones included, and how many descriptors, chips, requested
     /// lines and mappings are held now.
     uint64_t Count(Call call) const;
