@@ -1,8 +1,6 @@
 #include <quarn/IncomingMessage.h>
 #include <quarn/MessageTerminal.h>
-#include <quarn/MonitorException.h>
 #include <quarn/OutgoingMessage.h>
-#include <quarn/Text.h>
 #include <quarn/VariableDetails.h>
 #include <quarn/VariableDictionary.h>
 #include <quarn/VariantValue.h>
@@ -15,7 +13,6 @@
 #include <poll.h>
 #include <time.h>
 
-#include <random>
 #include <vector>
 
 namespace quarn::test {
@@ -31,11 +28,6 @@ OutgoingMessage MakeMessage(uint32_t tag, size_t payload, uint8_t stream = 0) {
 
 std::string Bytes(const OutgoingMessage& message) {
     return {reinterpret_cast<const char*>(message.Sync()), message.Bytes()};
-}
-
-std::string Changed(std::string bytes, size_t position) {
-    bytes[position] = static_cast<char>(bytes[position] ^ 0x10);
-    return bytes;
 }
 
 std::string RxOverflow(size_t size, const std::string& start) {
@@ -159,133 +151,6 @@ TEST(MessageTerminal, SendsInPartsWhatThePeerIsSlowToRead) {
     }
     EXPECT_TRUE(read == expected);
     EXPECT_FALSE(terminal.WorkPending());
-}
-
-// The terminal's algorithm as plainly as it can be written: one Populate() and one erased byte at a time.
-class PlainReceiver {
-public:
-    explicit PlainReceiver(size_t limit) : limit_(limit) {}
-
-    void Receive(const std::string& bytes) {
-        backlog_ += bytes;
-        if (backlog_.size() > limit_) {
-            lines.push_back(RxOverflow(
-                backlog_.size(),
-                FormatHexBytesUnprefixedSeparated(Data(), std::min<size_t>(backlog_.size(), 8), " ")));
-            backlog_.clear();
-        }
-    }
-
-    bool Get(IncomingMessage& message) {
-        while (!backlog_.empty()) {
-            try {
-                const size_t length = message.Populate(Data(), backlog_.size());
-                if (length == 0)
-                    return false;
-                backlog_.erase(0, length);
-                if (skipped_ != 0)
-                    lines.push_back(End(skipped_));
-                skipped_ = 0;
-                ++messages;
-                return true;
-            } catch (const MonitorException& e) {
-                if (skipped_++ == 0)
-                    lines.push_back(Begin(e.Description()));
-                backlog_.erase(0, 1);
-            }
-        }
-        return false;
-    }
-
-    Lines lines;
-    uint64_t messages = 0;
-
-private:
-    const uint8_t* Data() const { return reinterpret_cast<const uint8_t*>(backlog_.data()); }
-
-    const size_t limit_;
-    std::string backlog_;
-    size_t skipped_ = 0;
-};
-
-class StreamMaker {
-public:
-    explicit StreamMaker(uint32_t seed) : random_(seed) {}
-
-    size_t UpTo(size_t limit) { return random_() % (limit + 1); }
-
-    std::string Make(size_t pieces) {
-        std::string stream;
-        for (size_t i = 0; i < pieces; ++i)
-            stream += Piece();
-        return stream;
-    }
-
-private:
-    // Mostly a sync byte whose header does not ask for more than this stream has.
-    char Sync() {
-        static const std::string patient = "\xA1\xA4\xA5\xA6\xAA\xAB\xAC\xC1\xC2\xC3\xC4\xC5\xC6\xA0";
-        return UpTo(40) ? patient[UpTo(patient.size() - 1)] : UpTo(1) ? '\xA2' : '\xA3';
-    }
-
-    std::string Piece() {
-        const uint32_t tag = UpTo(1) ? static_cast<uint32_t>(UpTo(0xFFFF)) : static_cast<uint32_t>(random_());
-        const std::string message = Bytes(
-            MakeMessage(tag, UpTo(3) ? UpTo(40) : UpTo(600), UpTo(1) ? static_cast<uint8_t>(random_()) : 0));
-        std::string piece;
-        switch (UpTo(7)) {
-            case 0:
-                return message.substr(0, UpTo(message.size()));
-            case 1:
-                return message.substr(UpTo(message.size()));
-            case 2:
-                return Changed(message, UpTo(message.size() - 1));
-            case 3:
-                return std::string(UpTo(300), Sync());
-            case 4:
-                for (size_t i = UpTo(40); i > 0; --i)
-                    piece += UpTo(2) ? static_cast<char>(UpTo(20)) : Sync();
-                return piece;
-            default:
-                return message;
-        }
-    }
-
-    std::mt19937 random_;
-};
-
-TEST(MessageTerminal, TakesAndPrintsWhatAPlainReceiverDoes) {
-    uint64_t messages = 0, episodes = 0, overflows = 0;
-    for (uint32_t seed = 1; seed <= 60; ++seed) {
-        StreamMaker make(seed);
-        DebugCapture capture;
-        Link link;
-        MessageTerminal terminal(*link.connection);
-        const size_t limit = seed % 3 ? 5000 : 262144;
-        terminal.SetRxBacklogLimit(limit);
-        PlainReceiver plain(limit);
-        IncomingMessage message, expected;
-        const std::string stream = make.Make(200);
-        for (size_t start = 0; start < stream.size();) {
-            const std::string chunk = stream.substr(start, 1 + make.UpTo(make.UpTo(5) ? 100 : 4095));
-            start += chunk.size();
-            link.Deliver(chunk, terminal);
-            plain.Receive(chunk);
-            for (bool more = make.UpTo(3) > 0; more;) {
-                more = plain.Get(expected);
-                ASSERT_EQ(terminal.Get(message), more) << seed;
-                ASSERT_EQ(message.ToString(), expected.ToString()) << seed;
-            }
-        }
-        EXPECT_EQ(capture.Lines(), plain.lines) << seed;
-        EXPECT_EQ(terminal.GetReceivedMessageCount(), plain.messages);
-        messages += plain.messages;
-        episodes += capture.CountContaining("resynchronized after");
-        overflows += capture.CountContaining("traffic lost");
-    }
-    EXPECT_GT(messages, 1000U);
-    EXPECT_GT(episodes, 500U);
-    EXPECT_GT(overflows, 10U);
 }
 
 // Every byte begins a header that announces 41634 bytes; checking each of those sums takes twenty seconds.

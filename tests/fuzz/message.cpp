@@ -1,10 +1,6 @@
 // A stream of messages as a transport reads it: byte 0 cuts it into pieces, bit 0 of byte 1 repairs checksums.
 
-#include <quarn/IncomingMessage.h>
-#include <quarn/OutgoingMessage.h>
-#include <quarn/Variable.h>
-#include <quarn/VariableDetails.h>
-#include <quarn/VariableDictionary.h>
+#include <quarn/quarn.h>
 
 #include "fuzz/RepairMessages.h"
 

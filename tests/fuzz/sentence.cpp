@@ -1,12 +1,6 @@
 // The payload of a message as a sentence: byte 0 chooses the sentence.
 
-#include <quarn/IncomingMessage.h>
-#include <quarn/OutgoingMessage.h>
-#include <quarn/Sentence.h>
-#include <quarn/SentenceDetails.h>
-#include <quarn/SentenceGrammar.h>
-#include <quarn/VariableDetails.h>
-#include <quarn/VariableDictionary.h>
+#include <quarn/quarn.h>
 
 #include "fuzz/Fuzz.h"
 

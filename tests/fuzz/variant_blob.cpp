@@ -1,11 +1,6 @@
 // A value's bytes: byte 0 is the code of the type.
 
-#include <quarn/IncomingMessage.h>
-#include <quarn/OutgoingMessage.h>
-#include <quarn/Variable.h>
-#include <quarn/VariableDetails.h>
-#include <quarn/VariableDictionary.h>
-#include <quarn/VariantReference.h>
+#include <quarn/quarn.h>
 
 #include "fuzz/Fuzz.h"
 #include "values/VariantBlob.h"

@@ -1,5 +1,4 @@
 #include <quarn/SLIPDecoder.h>
-#include <quarn/SLIPEncoder.h>
 
 #include "support/DebugCapture.h"
 
@@ -7,8 +6,6 @@
 
 #include <time.h>
 
-#include <algorithm>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -95,30 +92,6 @@ TEST(SLIPDecoderTest, DropsEverythingAboveTheLimit) {
                      "SLIP Backlog for \"link\" reached 9 bytes; clearing (traffic lost).",
                      "SLIP Backlog for \"link\" reached 9 bytes; clearing (traffic lost).",
                      "SLIP Backlog for \"standard\" reached 262145 bytes; clearing (traffic lost)."}));
-}
-
-TEST(SLIPDecoderTest, GivesBackWhatTheEncoderFramed) {
-    std::mt19937 random(1);
-    const uint8_t specials[] = {0xC0, 0xDB, 0xDC, 0xDD};
-    SLIPEncoder encoder("link", 0);
-    SLIPDecoder decoder("link", 0);
-    std::vector<Bytes> sent, received;
-    for (int i = 0; i < 3000; ++i) {
-        Bytes message(1 + random() % 40);
-        for (uint8_t& byte : message)
-            byte = random() % 4 != 0 ? static_cast<uint8_t>(random()) : specials[random() % 4];
-        encoder.Put(message);
-        sent.push_back(message);
-    }
-    Bytes stream;
-    encoder.Read(stream);
-    for (auto at = stream.begin(); at != stream.end();) {
-        const auto end = at + std::min<ptrdiff_t>(random() % 100, stream.end() - at);
-        decoder.Write(Bytes(at, end));
-        GetAll(decoder, received);
-        at = end;
-    }
-    EXPECT_EQ(received, sent);
 }
 
 // Each takes milliseconds; minutes, or at least many seconds, if a byte cost more the more bytes wait.
