@@ -6,8 +6,6 @@
 #include <quarn/SentenceDetails.h>
 #include <quarn/VariableDetails.h>
 
-#include <unistd.h>
-
 namespace endurance {
 
 using quarn::MonitorException;
@@ -21,33 +19,11 @@ constexpr uint32_t kDistinctValues = 60000;  // fits each variable that a peer c
 
 }  // namespace
 
-HonestPeer::HonestPeer(const unit::Endpoint& unit, const std::string& key, uint32_t pauseUs)
-    : unit_(unit), key_(key), pauseUs_(pauseUs), thread_([this] { Run(); }) {}
-
-HonestPeer::~HonestPeer() {
-    End();
-}
-
-std::string HonestPeer::End() {
-    isEnding_ = true;
-    if (thread_.joinable())
-        thread_.join();
-    return failure_;
-}
-
-void HonestPeer::Run() {
-    try {
-        unit::UnitClient client(unit_, kConnectMs);
-        for (uint32_t count = 1; !isEnding_; ++count) {
-            SetAndAsk(client, count % kDistinctValues);
-            usleep(pauseUs_);
-        }
-    } catch (const MonitorException& e) {
-        failure_ = key_ + ": " + e.Description();
-    }
-}
-
-void HonestPeer::SetAndAsk(unit::UnitClient& client, uint32_t value) {
+void HonestPeer::SetAndAsk() {
+    if (!client_)
+        client_.emplace(unit_, kConnectMs);
+    unit::UnitClient& client = *client_;
+    const uint32_t value = ++count_ % kDistinctValues;
     const quarn::VariableDetails& variable = client.Dictionary().Find(key_);
     const VariantValue wanted(variable.GetType(), std::to_string(value));
     const uint64_t start = quarn::Tick();

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "ctl/UnitClient.h"
+#include "endurance/Chore.h"
 #include "endurance/Latencies.h"
 
-#include <atomic>
+#include <optional>
 #include <string>
-#include <thread>
 
 namespace endurance {
 
@@ -13,27 +13,23 @@ namespace endurance {
 /// nobody else may set it, so that a message lost, doubled or applied wrongly shows.
 class HonestPeer {
 public:
-    HonestPeer(const unit::Endpoint& unit, const std::string& key, uint32_t pauseUs);
-    ~HonestPeer();
-    HonestPeer(const HonestPeer&) = delete;
-    HonestPeer& operator=(const HonestPeer&) = delete;
+    HonestPeer(const unit::Endpoint& unit, const std::string& key, uint32_t pauseMs)
+        : unit_(unit), key_(key), chore_(key, pauseMs, [this] { SetAndAsk(); }) {}
 
     /// Ends the thread. The reason for which it ended before, or an empty text.
-    std::string End();
+    std::string End() { return chore_.End(); }
     /// From setting to having read back. After End().
     const Latencies& Times() const { return times_; }
 
 private:
-    void Run();
-    void SetAndAsk(unit::UnitClient& client, uint32_t value);
+    void SetAndAsk();
 
     const unit::Endpoint unit_;
     const std::string key_;
-    const uint32_t pauseUs_;
+    std::optional<unit::UnitClient> client_;
+    uint32_t count_ = 0;
     Latencies times_;
-    std::string failure_;
-    std::atomic<bool> isEnding_{false};
-    std::thread thread_;
+    Chore chore_;
 };
 
 }  // namespace endurance

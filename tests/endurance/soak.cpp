@@ -125,8 +125,8 @@ Soak::Soak(const std::string& programs) : programs_(programs) {
         Options("b", {"--peer", Address(*a_, "listens"), "--clock-client", Address(*a_, "tells the time"),
                       "--clock-start", "5000000", "--gpio-client", Address(*a_, "serves its GPIO signals")}));
 
-    peers_.push_back(std::make_unique<HonestPeer>(a_->Where("listens"), "rf.squelch-level", 5000));
-    peers_.push_back(std::make_unique<HonestPeer>(b_->Where("listens"), "audio.delay-samples", 5000));
+    peers_.push_back(std::make_unique<HonestPeer>(a_->Where("listens"), "rf.squelch-level", 5));
+    peers_.push_back(std::make_unique<HonestPeer>(b_->Where("listens"), "audio.delay-samples", 5));
     const auto add = [this](const char* name, uint32_t pauseMs, std::function<void()> work) {
         chores_.push_back(std::make_unique<Chore>(name, pauseMs, std::move(work)));
     };
