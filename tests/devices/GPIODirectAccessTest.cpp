@@ -257,9 +257,7 @@ TEST(GPIODirectAccessLifeTest, KnowsTheChipsThatAreThereWhenItIsBuilt) {
               "GPIO: gpio_chip_iter_new failed: Permission denied");
     GPIODirectAccess gpio("gpio", "gpio", board);
     board.AddGPIOChip("late", 1);
-    EXPECT_EQ(ThrownMessage([&] {
-                  gpio.Configure("gpio", {"late", "0", "in", "f"});
-              }),
+    EXPECT_EQ(ThrownMessage([&] { gpio.Configure("gpio", Tokenize("late 0 in f")); }),
               "GPIO: no chip found with label \"late\"");
     EXPECT_THAT(gpio.Execute("gpio", {"list"}), ElementsAre("GPIO: no matching lines"));
 }

@@ -84,9 +84,8 @@ TYPED_TEST(MappedClockTest, ShowsAndChecksOnTheConsole) {
     EXPECT_LE(ticks, most);
     EXPECT_EQ(ThrownMessage([&] { bench.clock->Execute("c", {"shw"}); }),
               "\"c\" command has no \"shw\" subcommand");
-    EXPECT_EQ(ThrownMessage([&] {
-                  bench.clock->Execute("c", {"show", "x"});
-              }),
+    const std::vector<std::string> tooMuch = {"show", "x"};
+    EXPECT_EQ(ThrownMessage([&] { bench.clock->Execute("c", tooMuch); }),
               "\"c show\" command requires no arguments");
 }
 

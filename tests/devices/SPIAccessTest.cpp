@@ -47,23 +47,15 @@ protected:
 };
 
 TEST_F(SPIAccessTest, MakesOneMessageOfATransaction) {
+    static const Bytes two = {5, 6}, three = {1, 2, 3};
     const struct {
         std::function<Bytes(SPIAccess&)> transact;
         Bytes received;
     } cases[] = {
-        {[](SPIAccess& spi) {
-             return spi.Transact("loop", {1, 2, 3});
-         },
-         {1, 2, 3}},
-        {[](SPIAccess& spi) {
-             return spi.Transact("shift", {1, 2, 3});
-         },
-         {0, 0, 1}},
+        {[](SPIAccess& spi) { return spi.Transact("loop", three); }, {1, 2, 3}},
+        {[](SPIAccess& spi) { return spi.Transact("shift", three); }, {0, 0, 1}},
         {[](SPIAccess& spi) { return spi.Transact3Wire("shift", {4}, 3); }, {3, 4, 0}},
-        {[](SPIAccess& spi) {
-             return spi.Transact3Wire("shift", {5, 6}, 0);
-         },
-         {}},
+        {[](SPIAccess& spi) { return spi.Transact3Wire("shift", two, 0); }, {}},
         {[](SPIAccess& spi) { return spi.Transact3Wire("shift", {}, 2); }, {5, 6}},
         {[](SPIAccess& spi) { return spi.Transact("loop", Bytes(4096, 7)); }, Bytes(4096, 7)},
     };
@@ -208,9 +200,7 @@ TEST(SPINodeTest, AsksTheKernelHowMuchItMoves) {
         board.AddSPILoopback("spidev0.0");
         SPIAccess spi(board);
         spi.Configure("spi", {"spidev0.0", "device"});
-        EXPECT_EQ(ThrownMessage([&] {
-                      spi.Execute("spi", {"device", "r", "70000"});
-                  }),
+        EXPECT_EQ(ThrownMessage([&] { spi.Execute("spi", Tokenize("device r 70000")); }),
                   "Value \"70000\" is not in the range " + std::string(c.range));
         EXPECT_EQ(board.Held(), 1u);
     }

@@ -1,9 +1,4 @@
-#include <quarn/Accessors.h>
-#include <quarn/VariableAccess.h>
-#include <quarn/VariableDictionary.h>
-#include <quarn/VariableIndex.h>
-#include <quarn/VariantValue.h>
-#include <quarn/Worker.h>
+#include <quarn/quarn.h>
 
 #include "support/Eventually.h"
 #include "workers/ScriptedWorker.h"

@@ -1,8 +1,4 @@
-#include <quarn/Accessors.h>
-#include <quarn/GPIODirectAccess.h>
-#include <quarn/I2CAccess.h>
-#include <quarn/RegisterAccess.h>
-#include <quarn/SPIAccess.h>
+#include <quarn/quarn.h>
 #include <quarn/sim/SimulatedBoard.h>
 
 #include "support/DebugCapture.h"
@@ -42,20 +38,10 @@ TEST(BoardConfigurationTest, FitsTheBuiltInBoard) {
     }
 
     const std::pair<const char*, Lines> console[] = {
-        {"i2c list",
-         {"name         bus    addr  ",  //
-          "synthesizer  i2c-0  0x10  ",  //
-          "temperature  i2c-0  0x48  ",  //
-          "identity     i2c-0  0x50  ",  //
-          "panel        i2c-1  0x21  "}},
         {"i2c synthesizer 0-3", {"00: 5A", "01: 02", "02: 00", "03: 00"}},
         {"i2c panel 2 0xF0", {"wrote 1 bytes"}},
         {"i2c panel 2", {"02: F0"}},
         {"i2c identity w 0 64 7", {"wrote 3 bytes"}},
-        {"spi list",
-         {"name       node       ",  //
-          "converter  spidev0.0  ",  //
-          "meters     spidev1.0  "}},
         {"spi converter 0x12 0x34", {"0x12 0x34"}},
         {"spi meters 1 2 3 r 3", {"0x01 0x02 0x03"}},
         {"gpio list",
@@ -76,13 +62,10 @@ TEST(BoardConfigurationTest, FitsTheBuiltInBoard) {
           "bus.echo  in     0xA    ",  //
           "bus       out*   0x0    "}},
         {"reg rf.gain 0xC", {}},
-        {"reg list",
-         {"name       address     bits  value       aliases  ",
-          "version    0xA0000000  31:0  0x20260301           ",
-          "rf.gain    0xA0000010  7:4   0xC         gain     ",
-          "rf.mute    0xA0000010  0     0x0         mute     ",
-          "rf.locked  0xA0000010  31    0x1                  ",
-          "rf.spare   0xA0000014  -                          "}},
+        {"reg *",
+         {"name       value       aliases  ", "version    0x20260301           ",
+          "rf.gain    0xC         gain     ", "rf.mute    0x0         mute     ",
+          "rf.locked  0x1                  ", "rf.spare                        "}},
     };
     for (const auto& [line, response] : console) {
         Lines expected = response;

@@ -1,14 +1,4 @@
-#include <quarn/Accessors.h>
-#include <quarn/ConsoleServer.h>
-#include <quarn/Debug.h>
-#include <quarn/LocalTime.h>
-#include <quarn/MicrosecondClockSoftware.h>
-#include <quarn/Sentence.h>
-#include <quarn/SentenceDetails.h>
-#include <quarn/SyncedClockServer.h>
-#include <quarn/TCPConnection.h>
-#include <quarn/VariableDetails.h>
-#include <quarn/Variant.h>
+#include <quarn/quarn.h>
 
 #include "common/ReceiverVariables.h"
 #include "ctl/ConsoleClient.h"

@@ -1,10 +1,4 @@
-#include <quarn/IncomingMessage.h>
-#include <quarn/Sentence.h>
-#include <quarn/SentenceGrammar.h>
-#include <quarn/Variable.h>
-#include <quarn/VariableDetails.h>
-#include <quarn/VariableDictionary.h>
-#include <quarn/VariableIndex.h>
+#include <quarn/quarn.h>
 
 #include "messages/MessageBytes.h"
 #include "support/ThrownMessage.h"

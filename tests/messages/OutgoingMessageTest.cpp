@@ -1,12 +1,4 @@
-#include <quarn/IncomingMessage.h>
-#include <quarn/OutgoingMessage.h>
-#include <quarn/Sentence.h>
-#include <quarn/SentenceDetails.h>
-#include <quarn/SentenceGrammar.h>
-#include <quarn/Variable.h>
-#include <quarn/VariableDetails.h>
-#include <quarn/VariableDictionary.h>
-#include <quarn/VariantValue.h>
+#include <quarn/quarn.h>
 
 #include "support/ThrownMessage.h"
 

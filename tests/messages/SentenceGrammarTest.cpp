@@ -1,8 +1,4 @@
-#include <quarn/OutgoingMessage.h>
-#include <quarn/Sentence.h>
-#include <quarn/SentenceDetails.h>
-#include <quarn/SentenceGrammar.h>
-#include <quarn/VariantValue.h>
+#include <quarn/quarn.h>
 
 #include "support/ThrownMessage.h"
 

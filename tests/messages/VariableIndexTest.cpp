@@ -1,9 +1,4 @@
-#include <quarn/IncomingMessage.h>
-#include <quarn/OutgoingMessage.h>
-#include <quarn/VariableDetails.h>
-#include <quarn/VariableDictionary.h>
-#include <quarn/VariableIndex.h>
-#include <quarn/VariantValue.h>
+#include <quarn/quarn.h>
 
 #include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"

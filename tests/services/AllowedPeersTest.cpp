@@ -1,12 +1,4 @@
-#include <quarn/Accessors.h>
-#include <quarn/BulkTransferReceiver.h>
-#include <quarn/ConsoleServer.h>
-#include <quarn/GPIOIndirectAccess.h>
-#include <quarn/GPIOServer.h>
-#include <quarn/MicrosecondClockSoftware.h>
-#include <quarn/SyncedClockServer.h>
-#include <quarn/Text.h>
-#include <quarn/UDPSocket.h>
+#include <quarn/quarn.h>
 
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"
@@ -20,20 +12,21 @@ namespace {
 
 using test::LOOPBACK;
 
-AllowedPeers SomebodyElse() {
+AllowedPeers Only(const std::string& network) {
     AllowedPeers allowed;
-    allowed.Add("127.0.0.2");
+    allowed.Add(network);
     return allowed;
 }
 
 TEST(AllowedPeersOfServicesTest, StrangersAreTurnedAwayByEach) {
+    const AllowedPeers somebodyElse = Only("127.0.0.2");
     test::DebugCapture debug;
     const test::TempDirectory directory;
     Accessors accessors;
-    const ConsoleServer console(nullptr, "", 0, accessors, SomebodyElse());
+    const ConsoleServer console(nullptr, "", 0, accessors, somebodyElse);
     GPIOIndirectAccess unused(LOOPBACK, 0, "gpio");
-    const GPIOServer gpio(nullptr, "", 0, unused, SomebodyElse());
-    const BulkTransferReceiver bulk(nullptr, directory.File("file"), 1, LOOPBACK, 0, SomebodyElse());
+    const GPIOServer gpio(nullptr, "", 0, unused, somebodyElse);
+    const BulkTransferReceiver bulk(nullptr, directory.File("file"), 1, LOOPBACK, 0, somebodyElse);
     for (const uint16_t port : {console.GetPort(), gpio.GetPort(), bulk.GetPort()}) {
         const test::Peer stranger(port);
         EXPECT_EQ(stranger.Read(1), "");  // closed
@@ -42,8 +35,13 @@ TEST(AllowedPeersOfServicesTest, StrangersAreTurnedAwayByEach) {
                   1u);
     }
 
+    const ConsoleServer friendly(nullptr, "", 0, accessors, Only("127.0.0.0/24"));
+    const test::Peer peer(friendly.GetPort());
+    peer.Write("\n");
+    EXPECT_EQ(peer.Read(2), "\x04\n");
+
     const MicrosecondClockSoftware clock;
-    const SyncedClockServer time(nullptr, LOOPBACK, 0, clock, SomebodyElse());
+    const SyncedClockServer time(nullptr, LOOPBACK, 0, clock, somebodyElse);
     UDPSocket stranger(LOOPBACK, 0);
     stranger.Send("SC\0\0\0\0\0", 8, LOOPBACK, time.GetPort());
     const std::string refusal =

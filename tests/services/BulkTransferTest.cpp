@@ -1,14 +1,4 @@
-#include <quarn/BulkTransferGrammar.h>
-#include <quarn/BulkTransferReceiver.h>
-#include <quarn/BulkTransferSender.h>
-#include <quarn/IncomingMessage.h>
-#include <quarn/MessageTerminal.h>
-#include <quarn/OutgoingMessage.h>
-#include <quarn/Sentence.h>
-#include <quarn/SentenceDetails.h>
-#include <quarn/TCPConnection.h>
-#include <quarn/TCPListener.h>
-#include <quarn/VariantValue.h>
+#include <quarn/quarn.h>
 
 #include "connections/Loopback.h"
 #include "support/CountDescriptors.h"

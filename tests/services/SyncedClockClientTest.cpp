@@ -1,9 +1,4 @@
-#include <quarn/MicrosecondClockSoftware.h>
-#include <quarn/MonitorException.h>
-#include <quarn/SyncedClockClient.h>
-#include <quarn/SyncedClockServer.h>
-#include <quarn/Text.h>
-#include <quarn/UDPSocket.h>
+#include <quarn/quarn.h>
 
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"

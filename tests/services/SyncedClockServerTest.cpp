@@ -1,8 +1,4 @@
-#include <quarn/MicrosecondClock.h>
-#include <quarn/SyncedClockServer.h>
-#include <quarn/Text.h>
-#include <quarn/UDPSocket.h>
-#include <quarn/Worker.h>
+#include <quarn/quarn.h>
 
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"

@@ -1,8 +1,4 @@
-#include <quarn/LocalTime.h>
-#include <quarn/TCPConnection.h>
-#include <quarn/TCPListener.h>
-#include <quarn/Text.h>
-#include <quarn/WatchdogProxy.h>
+#include <quarn/quarn.h>
 
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"

@@ -36,15 +36,6 @@ protected:
     std::unique_ptr<GPIOChip> chip_;
 };
 
-TEST_F(SimulatedGPIOTest, ChipsAreFoundByLabel) {
-    std::vector<GPIOChips::ChipName> chips(1);
-    ASSERT_EQ(board_.List(chips), 0);
-    ASSERT_EQ(chips.size(), 2u);
-    EXPECT_EQ(chips[1].name, "gpiochip1");
-    EXPECT_EQ(chips[1].label, "panel");
-    EXPECT_EQ(Result([&] { return board_.OpenChip("/dev/gpiochip2") ? 0 : -1; }), -ENOENT);
-}
-
 TEST_F(SimulatedGPIOTest, RefusesWhatKernelAndLibraryWould) {
     board_.HoldLine("logic", 9, "other");
     board_.HoldLine("logic", 10, "");
@@ -54,12 +45,9 @@ TEST_F(SimulatedGPIOTest, RefusesWhatKernelAndLibraryWould) {
     const auto twice = chip_->GetLines({3, 3});
     std::vector<int> values(2), one(1);
     const std::string consumer(40, 'c');
+    const std::vector<uint32_t> beyond = {15, 16};
     ExpectResults({
-        {"beyond the chip",
-         [&] {
-             return Lines({15, 16});
-         },
-         -EINVAL},
+        {"beyond the chip", [&] { return Lines(beyond); }, -EINVAL},
         {"none", [&] { return Lines({}); }, -EINVAL},
         {"too many", [&] { return Lines(std::vector<uint32_t>(65)); }, -EINVAL},
         {"not requested: get", [&] { return lines->GetValues(values); }, -EPERM},
@@ -86,21 +74,6 @@ TEST_F(SimulatedGPIOTest, RefusesWhatKernelAndLibraryWould) {
     EXPECT_EQ(board_.LineConsumer("logic", 8), "");
     EXPECT_EQ(board_.LineConsumer("logic", 5), "");
     EXPECT_EQ(board_.LineConsumer("logic", 3), "");
-}
-
-TEST_F(SimulatedGPIOTest, LinesAreReleasedWithTheirObject) {
-    auto lines = chip_->GetLines({7, 6});
-    ASSERT_EQ(lines->RequestOutput("", {1, 5}), 0);
-    EXPECT_EQ(board_.Held(), 3u);
-    EXPECT_EQ(board_.LineConsumer("logic", 7), "?");
-    EXPECT_TRUE(board_.LineIsOutput("logic", 6));
-    EXPECT_TRUE(board_.LineLevel("logic", 6));
-    lines.reset();
-    EXPECT_EQ(board_.Held(), 1u);
-    EXPECT_EQ(board_.LineConsumer("logic", 7), "");
-    EXPECT_FALSE(board_.LineIsOutput("logic", 6));
-    EXPECT_FALSE(board_.LineLevel("logic", 6));
-    EXPECT_EQ(chip_->GetLines({7})->RequestInput("me"), 0);
 }
 
 TEST_F(SimulatedGPIOTest, AChipIsNotClosedBeforeItsLines) {

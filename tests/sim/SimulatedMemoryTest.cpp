@@ -1,4 +1,3 @@
-#include <quarn/MicrosecondClockHardware.h>
 #include <quarn/sim/SimulatedBoard.h>
 
 #include "sim/BoardCalls.h"
@@ -134,26 +133,6 @@ TEST_F(SimulatedMemoryTest, CountersGoByTheClock) {
 const std::vector<std::pair<size_t, uint32_t>> kSetUp = {
     {3, 1}, {4, 1}, {5, 1}, {1, 0x20}, {4, 0x20}, {0, 0x20}, {12, 24}, {9, 25}, {3, 0x0A},
 };
-
-TEST_F(SimulatedMemoryTest, TheTimerCountsMicrosecondsOnceItIsSetUp) {
-    board_.AddTimer(kBase);
-    {
-        MicrosecondClockHardware clock(kBase, board_);
-        const uint32_t start = clock.GetMicrosecondClock();
-        now_ += 900;
-        EXPECT_EQ(clock.GetMicrosecondClock() - start, 0u);
-        now_ += 100;
-        EXPECT_EQ(clock.GetMicrosecondClock() - start, 1u);
-        now_ += 3600ull * 1000000000;
-        EXPECT_EQ(clock.GetMicrosecondClock() - start, 3600u * 1000000 + 1);
-    }
-    board_.TakeAccesses();
-    board_.SetWord(kBase + 0x1C, 0xFFFFFFFF);
-    MicrosecondClockHardware restarted(kBase, board_);
-    EXPECT_THAT(board_.TakeAccesses(), ElementsAre("r 0xA0000030", "r 0xA0000024"));
-    now_ += 2000;
-    EXPECT_EQ(restarted.GetMicrosecondClock(), 1u);
-}
 
 TEST_F(SimulatedMemoryTest, TheTimerNeedsItsWholeSetUp) {
     for (size_t left = 3; left < kSetUp.size(); ++left) {  // those before stop what stands still
