@@ -173,27 +173,12 @@ TEST(UnitTest, MirrorsBothWaysAndFindsItsPeerAgain) {
     EXPECT_TRUE(Becomes(again, "audio.delay-samples", "5"));
 }
 
-TEST(UnitTest, KeepsItsSettingsAndNotItsMeasurements) {
+TEST(UnitTest, SaysThatItsSettingsDoNotFitABlock) {
     const quarn::test::TempDirectory folder;
     folder.Write("settings", std::string(8192, '\xFF'));
     DebugCapture debug;
     UnitOptions options = RunningUnit::Options({}, ParseListener("0"), 8);
     options.state.devices = {"eeprom:" + folder.File("settings")};
-    options.state.blockSize = 4096;
-    options.state.intervalMs = 3600000;  // after the first save only the end saves
-    for (const char* frequency : {"615500", "618250"}) {
-        RunningUnit unit(options);
-        UnitClient client(unit.Address(), 2000);
-        Set(client, "rf.channel", "7");
-        Set(client, "rf.frequency-khz", frequency);
-        ASSERT_EQ(Ask(client, "rf.frequency-khz"), frequency);
-    }
-    RunningUnit unit(options);
-    UnitClient client(unit.Address(), 2000);
-    EXPECT_EQ(Ask(client, "rf.channel"), "7");
-    EXPECT_EQ(Ask(client, "rf.frequency-khz"), "618250");
-    EXPECT_EQ(debug.CountContaining("Exception processing"), 0U);
-
     options.state.blockSize = 128;
     const RunningUnit tight(options);
     EXPECT_EQ(debug.CountContaining("more than a block of 128"), 1U);

@@ -1,3 +1,4 @@
+#include <quarn/Accessor.h>
 #include <quarn/Accessors.h>
 #include <quarn/ConsoleServer.h>
 #include <quarn/Text.h>
