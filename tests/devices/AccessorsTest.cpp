@@ -3,6 +3,7 @@
 #include <quarn/MonitorException.h>
 
 #include "support/DebugCapture.h"
+#include "support/HeapInUse.h"
 #include "support/TempDirectory.h"
 #include "support/ThrownMessage.h"
 
@@ -11,12 +12,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <random>
 #include <stdexcept>
 
 namespace quarn {
 namespace {
 
 using test::DebugCapture;
+using test::HeapInUse;
 using test::TempDirectory;
 using test::ThrownMessage;
 
@@ -208,6 +211,26 @@ TEST(AccessorsTest, HelpSortsEntriesBeforeItTrimsThem) {
                             "b      two: parts  ", "\x04"};
     EXPECT_EQ(accessors.Execute("help"), expected);
     EXPECT_EQ(accessors.Execute("? b"), expected);
+}
+
+TEST(AccessorsTest, SurvivesRandomBytes) {
+    std::minstd_rand random(4);
+    std::string bytes(10000000, '\0');
+    for (char& byte : bytes)
+        byte = static_cast<char>(random() >> 8);
+    const TempDirectory directory;
+    directory.Write("c", "[i2c]\n" + bytes + "\n[i2c]\nend");
+    ScriptedAccessor i2c({"i2c"}, {}, {"i2c"});
+    Accessors accessors;
+    accessors.Add(i2c);
+    const size_t before = HeapInUse();
+    accessors.Configure(directory.File("c"));
+    ASSERT_FALSE(i2c.notes.empty());
+    EXPECT_EQ(i2c.notes.back(), "i2c|end");
+    for (size_t start = 0; start < bytes.size(); start += 65536)
+        ASSERT_EQ(accessors.Execute(bytes.substr(start, 65536)).back(), "\x04");
+    i2c.notes = {};
+    EXPECT_LT(HeapInUse(), before + 1000000);
 }
 
 }  // namespace

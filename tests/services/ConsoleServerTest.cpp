@@ -2,15 +2,20 @@
 #include <quarn/Accessors.h>
 #include <quarn/ConsoleServer.h>
 #include <quarn/Text.h>
+#include <quarn/Worker.h>
+#include <quarn/WorkerAccess.h>
 
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"
 #include "support/Eventually.h"
+#include "support/HeapInUse.h"
 #include "support/ThrownMessage.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <random>
+#include <thread>
 
 namespace quarn::test {
 namespace {
@@ -34,9 +39,10 @@ public:
 };
 
 struct Console {
-    Console() { accessors.Add(echo); }
+    Console() { accessors.Add(echo), accessors.Add(monitor); }
 
     EchoAccessor echo;
+    WorkerAccess monitor;
     Accessors accessors;
     ConsoleServer server{nullptr, "", 0, accessors};
 };
@@ -133,6 +139,48 @@ TEST(ConsoleServerTest, HasRoomForSixteenClients) {
     EXPECT_EQ(debug.Count("ConsoleServer: Accepted " + name), 1u);
     Peer next(console.server.GetPort());
     EXPECT_EQ(Ask(next, "echo x"), "x\n\x04\n");
+}
+
+TEST(ConsoleServerTest, ListsAllWorkersWhileOthersDoToo) {
+    Console console;
+    std::atomic<bool> done{false};
+    std::thread lister([&] {
+        while (!done) {
+            std::list<std::string> lines;
+            Worker::GetAllWorkerStatistics(lines);
+        }
+    });
+    Peer peer(console.server.GetPort());
+    for (int i = 0; i < 200; ++i) {
+        const std::string response = Ask(peer, "mon stats console");
+        ASSERT_TRUE(response.starts_with("Worker console: running, ")) << response;
+        ASSERT_EQ(Ask(peer, "mon clear"), "\x04\n");
+    }
+    done = true;
+    lister.join();
+}
+
+TEST(ConsoleServerTest, SurvivesRandomBytes) {
+    Console console;
+    const size_t before = HeapInUse();
+    Peer noisy(console.server.GetPort());
+    std::thread reader([&] {
+        while (noisy.Read(4096).size() == 4096)
+            continue;
+    });
+    std::minstd_rand random(5);
+    for (int i = 0; i < 160; ++i) {
+        std::string bytes(65536, '\0');
+        for (char& byte : bytes)
+            byte = static_cast<char>(random() >> 8);
+        noisy.Write(bytes);
+    }
+    noisy.Write(std::string(1000000, 'x') + std::string(1000000, '\n'));
+    noisy.ShutDown();
+    reader.join();
+    Peer peer(console.server.GetPort());
+    EXPECT_EQ(Ask(peer, "echo x"), "x\n\x04\n");
+    EXPECT_LT(HeapInUse(), before + 1000000);
 }
 
 TEST(ConsoleServerTest, RefusesAddressesThatAreNotItsOwn) {
