@@ -4,8 +4,12 @@
 #include <quarn/Parse.h>
 #include <quarn/Text.h>
 
+#include <errno.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace unit {
 
@@ -25,6 +29,14 @@ quarn::IPAddress LookUp(const std::string& host) {
     return quarn::IPAddress(address.sin_addr);
 }
 
+uint16_t ParsePort(const std::string& endpoint, const std::string& port) {
+    try {
+        return quarn::ParseU16(port, 0);
+    } catch (const quarn::MonitorException&) {
+        throw quarn::MonitorException("The port of \"%s\" is not a number up to 65535", endpoint.c_str());
+    }
+}
+
 }  // namespace
 
 std::string Endpoint::ToString() const {
@@ -35,7 +47,7 @@ Endpoint ParsePeer(const std::string& text) {
     const size_t colon = text.rfind(':');
     if (colon == std::string::npos || colon == 0)
         throw quarn::MonitorException("\"%s\" is not of the form HOST:PORT", text.c_str());
-    const uint16_t port = quarn::ParseU16(text.substr(colon + 1), 0);
+    const uint16_t port = ParsePort(text, text.substr(colon + 1));
     if (port == 0)
         throw quarn::MonitorException("\"%s\" has no port to connect to", text.c_str());
     return {LookUp(text.substr(0, colon)), port};
@@ -45,7 +57,24 @@ Endpoint ParseListener(const std::string& text) {
     const size_t colon = text.rfind(':');
     const std::string address = colon == std::string::npos ? "" : text.substr(0, colon);
     const std::string port = colon == std::string::npos ? text : text.substr(colon + 1);
-    return {quarn::ParseIPListenerAddress(address), quarn::ParseU16(port, 0)};
+    return {quarn::ParseIPListenerAddress(address), ParsePort(text, port)};
+}
+
+void CheckUnused(const Endpoint& listener) {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int yes = 1;
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes,
+               sizeof yes);  // connections that are closing are no hindrance
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(listener.port);
+    address.sin_addr = listener.address.ToInAddr();
+    const bool isBound = bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const int error = errno;
+    close(fd);
+    if (!isBound)
+        throw quarn::MonitorException("Cannot listen on %s: %s", listener.ToString().c_str(),
+                                      strerror(error));
 }
 
 }  // namespace unit

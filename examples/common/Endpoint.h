@@ -24,4 +24,8 @@ Endpoint ParsePeer(const std::string& text);
 /// MonitorException with the reason.
 Endpoint ParseListener(const std::string& text);
 
+/// Throws MonitorException with the reason when nobody can listen there, or somebody does. A TCPListener would share
+/// the port with them, and each would get some of the peers: a unit that was started twice is wanted by nobody.
+void CheckUnused(const Endpoint& listener);
+
 }  // namespace unit

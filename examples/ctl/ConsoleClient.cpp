@@ -1,8 +1,9 @@
 #include "ctl/ConsoleClient.h"
 
-#include <quarn/LocalTime.h>
 #include <quarn/MonitorException.h>
 #include <quarn/Text.h>
+
+#include "ctl/AwaitConnection.h"
 
 #include <poll.h>
 
@@ -27,15 +28,7 @@ ConsoleClient::ConsoleClient(const Endpoint& console, uint32_t timeoutMs)
     : name_(console.ToString()),
       connection_("console " + name_, console.address, console.port),
       terminal_(connection_) {
-    const uint64_t start = quarn::Tick();
-    while (connection_.IsAlive() && !connection_.IsConnected() &&
-           quarn::MillisecondsSince(start) < timeoutMs) {
-        pollfd fd{connection_.Socket(), POLLIN | POLLOUT, 0};
-        if (poll(&fd, 1, 50) > 0)
-            terminal_.Work();
-    }
-    if (!connection_.IsConnected())
-        throw MonitorException("Cannot connect to a console at %s", name_.c_str());
+    AwaitConnection(connection_, "console at " + name_, timeoutMs, [&] { terminal_.Work(); });
 }
 
 std::list<std::string> ConsoleClient::Execute(const std::string& line, uint32_t timeoutMs) {

@@ -7,9 +7,13 @@
 #include <quarn/SentenceDetails.h>
 #include <quarn/Text.h>
 
+#include <errno.h>
 #include <poll.h>
 #include <stdio.h>
+#include <string.h>
 #include <unistd.h>
+
+#include <filesystem>
 
 namespace unit {
 
@@ -85,11 +89,19 @@ void Transfer(const quarn::BulkTransferSender& sender, const std::string& path) 
     display.Finish(sender.GetTotalBytes());
 }
 
+void CheckReadable(const std::string& path) {
+    int error = access(path.c_str(), R_OK) == 0 ? 0 : errno;
+    std::error_code none;
+    if (std::filesystem::is_directory(path, none))
+        error = EISDIR;
+    if (error != 0)
+        throw MonitorException("Cannot read %s: %s", path.c_str(), strerror(error));
+}
+
 }  // namespace
 
 void Push(UnitClient& client, const Endpoint& unit, const std::string& path) {
-    if (access(path.c_str(), R_OK) != 0)
-        throw MonitorException("Cannot read %s", path.c_str());
+    CheckReadable(path);
     const std::string name = BaseName(path);
     client.Say(OFFER, {VariantValue(name)});
     const auto accepted = Await(client, ACCEPTED);

@@ -8,6 +8,7 @@
 #include <quarn/VariableDetails.h>
 
 #include "common/ReceiverVariables.h"
+#include "ctl/AwaitConnection.h"
 
 #include <poll.h>
 
@@ -21,21 +22,12 @@ UnitClient::UnitClient(const Endpoint& unit, uint32_t timeoutMs)
       connection_("unit " + name_, unit.address, unit.port),
       terminal_(connection_) {
     DeclareVariables(dictionary_);
-    WaitUntilConnected(timeoutMs);
+    AwaitConnection(connection_, "unit at " + name_, timeoutMs, [&] { terminal_.Work(); });
 }
 
-void UnitClient::WaitUntilConnected(uint32_t timeoutMs) {
-    const uint64_t start = quarn::Tick();
-    while (connection_.IsAlive() && !connection_.IsConnected() && quarn::MillisecondsSince(start) < timeoutMs)
-        if (Wait(true, 50))
-            terminal_.Work();
-    if (!connection_.IsConnected())
-        throw MonitorException("Cannot connect to a unit at %s", name_.c_str());
-}
-
-bool UnitClient::Wait(bool forWriting, int timeoutMs) {
+void UnitClient::Wait(bool forWriting, int timeoutMs) {
     pollfd fd{connection_.Socket(), static_cast<short>(forWriting ? POLLIN | POLLOUT : POLLIN), 0};
-    return poll(&fd, 1, timeoutMs) > 0;
+    poll(&fd, 1, timeoutMs);
 }
 
 void UnitClient::Say(SentenceTag tag, const std::vector<quarn::VariantValue>& words) {

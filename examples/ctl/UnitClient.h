@@ -35,8 +35,7 @@ public:
     const quarn::IncomingMessage& Received() const { return received_; }
 
 private:
-    void WaitUntilConnected(uint32_t timeoutMs);
-    bool Wait(bool forWriting, int timeoutMs);
+    void Wait(bool forWriting, int timeoutMs);
 
     std::string name_;
     quarn::VariableDictionary dictionary_;

@@ -102,8 +102,12 @@ int main(int argc, char** argv) {
     app.add_option("-u,--unit", arguments.unit, "HOST:PORT of the unit")->capture_default_str();
     AddUnitCommands(app, arguments);
     AddConsoleCommands(app, arguments);
-    app.failure_message([](const CLI::App*, const CLI::Error& e) {
-        return std::string("quarn-ctl: ") + e.what() + " (--help shows what there is)\n";
+    app.failure_message([](const CLI::App* at, const CLI::Error& e) {
+        const std::vector<std::string> unknown = at->remaining();
+        const std::string reason = e.get_name() == "RequiredError" && !unknown.empty()
+                                       ? "There is no command \"" + unknown.front() + "\""
+                                       : e.what();
+        return "quarn-ctl: " + reason + " (--help shows what there is)\n";
     });
     try {
         app.parse(argc, argv);

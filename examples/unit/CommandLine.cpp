@@ -107,7 +107,8 @@ void AddDeviceOptions(CLI::App& app, std::string& board, DeviceOptions& devices)
 
 void AddMask(CLI::App& app, const char* name, uint32_t& mask, const char* description) {
     AddText(
-        app, name, [&mask](const std::string& text) { mask = quarn::ParseU32(text, 0); }, description)
+        app, name, [&mask](const std::string& text) { mask = quarn::ParseU32(text, UINT32_MAX); },
+        description)
         ->default_str(quarn::Debug::FormatMask(mask));
 }
 

@@ -2,7 +2,14 @@
 
 #include <quarn/Debug.h>
 #include <quarn/LocalTime.h>
+#include <quarn/MonitorException.h>
 #include <quarn/OutgoingMessage.h>
+
+#include <errno.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <filesystem>
 
 namespace unit {
 
@@ -16,6 +23,19 @@ bool TakePrefix(std::string& text, const std::string& prefix) {
         return false;
     text.erase(0, prefix.size());
     return true;
+}
+
+/// A file that does not exist yet is made by the first save; a folder is not.
+void CheckFolderOf(const std::string& file) {
+    const std::filesystem::path folder = std::filesystem::path(file).parent_path();
+    std::error_code none;
+    int error = 0;
+    if (std::filesystem::is_directory(file, none))
+        error = EISDIR;
+    else if (access((folder.empty() ? "." : folder / ".").c_str(), X_OK) != 0)
+        error = errno;
+    if (error != 0)
+        throw quarn::MonitorException("Cannot keep settings in \"%s\": %s", file.c_str(), strerror(error));
 }
 
 }  // namespace
@@ -42,9 +62,22 @@ void StateKeeper::Add(const std::string& device) {
     if (TakePrefix(name, "mtd:"))
         storage_.AddMTD(name);
     else if (TakePrefix(name, "eeprom:"))
-        storage_.AddEEPROM(name);
+        AddEEPROM(name);
     else
-        storage_.AddFile(name);
+        AddFile(name);
+}
+
+void StateKeeper::AddEEPROM(const std::string& path) {
+    if (options_.blockSize == 0)
+        throw quarn::MonitorException("Cannot keep settings in \"eeprom:%s\" without --state-block-size",
+                                      path.c_str());
+    storage_.AddEEPROM(path);
+}
+
+void StateKeeper::AddFile(const std::string& path) {
+    if (options_.blockSize == 0)
+        CheckFolderOf(path);  // with blocks it may be a device of the board, which has no folder here
+    storage_.AddFile(path);
 }
 
 void StateKeeper::WarnIfTooLarge() const {

@@ -34,6 +34,8 @@ public:
 
 private:
     void Add(const std::string& device);
+    void AddEEPROM(const std::string& path);
+    void AddFile(const std::string& path);
     void WarnIfTooLarge() const;
 
     const StateOptions options_;

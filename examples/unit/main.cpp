@@ -24,12 +24,16 @@
 
 namespace {
 
+/// Throws that the unit cannot do `what` to the folder when it cannot write files into it.
+void CheckFolder(const char* what, const std::string& folder) {
+    if (access((folder + "/.").c_str(), W_OK | X_OK) != 0)
+        throw quarn::MonitorException("Cannot %s \"%s\": %s", what, folder.c_str(), strerror(errno));
+}
+
 std::unique_ptr<quarn::Logger> OpenLog(const std::string& directory) {
     if (directory.empty())
         return nullptr;
-    if (access(directory.c_str(), W_OK | X_OK) != 0)
-        throw quarn::MonitorException("Cannot write log files to \"%s\": %s", directory.c_str(),
-                                      strerror(errno));
+    CheckFolder("write log files to", directory);
     quarn::LoggerOptions options;
     options.directory = directory;
     return std::make_unique<quarn::Logger>(options);
@@ -52,12 +56,18 @@ bool Serve(const unit::CommandLine& options, const sigset_t& endSignals) {
     quarn::Debuggable levels(nullptr);
     levels.SetDebugLevel(options.debugLevel);
     unit::Board board(options.board);
+    if (!options.unit.inbox.empty())
+        CheckFolder("receive files into", options.unit.inbox);
+    unit::CheckUnused(options.unit.listen);
     const std::string& name = options.unit.name;
     unit::Unit unit(&levels, options.unit, board.IO(), [] { kill(getpid(), SIGTERM); });
     SayWhere(name + " listens", options.unit.listen, unit.GetPort());
     if (options.unit.clock.serve)
         SayWhere(name + " tells the time", *options.unit.clock.serve, unit.GetClockPort());
     const RunningWorker running(unit);
+    for (const auto& listener : {options.devices.console, options.devices.gpioServer})
+        if (listener)
+            unit::CheckUnused(*listener);
     unit::Devices devices(&levels, board, unit, options.devices);
     if (options.devices.console)
         SayWhere(name + " has its console", *options.devices.console, devices.GetConsolePort());
