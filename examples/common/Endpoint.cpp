@@ -63,8 +63,8 @@ Endpoint ParseListener(const std::string& text) {
 void CheckUnused(const Endpoint& listener) {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const int yes = 1;
-    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes,
-               sizeof yes);  // connections that are closing are no hindrance
+    // Connections that are closing are no hindrance.
+    setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(listener.port);

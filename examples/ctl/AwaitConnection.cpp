@@ -29,8 +29,8 @@ void AwaitConnection(quarn::TCPConnection& connection, const std::string& what, 
         pollfd fd{connection.Socket(), POLLIN | POLLOUT, 0};
         if (poll(&fd, 1, 50) <= 0)
             continue;
-        if ((fd.revents & POLLERR) !=
-            0)  // asked here, since the connection would print the reason and forget it
+        // Asked here, since the connection would print the reason and forget it.
+        if ((fd.revents & POLLERR) != 0)
             throw MonitorException("Cannot connect to a %s: %s", what.c_str(), PendingError(fd.fd).c_str());
         work();
     }

@@ -98,8 +98,8 @@ bool Unit::Work() {
     TellArrivals();
     state_.SaveIfDue();
     watchdog_.Work();
-    for (const auto& peer :
-         peers_) {  // last, so that what peers are told of each other leaves in the same cycle
+    // Last, so that what peers are told of each other leaves in the same cycle.
+    for (const auto& peer : peers_) {
         peer->Terminal().Flush();
         Watch(*peer);
     }
