@@ -1,5 +1,6 @@
+#include <quarn/sim/SimulatedBoard.h>
+
 #include "storage/MTDUtilities.h"
-#include "storage/StorageFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -7,6 +8,9 @@
 
 namespace quarn::test {
 namespace {
+
+using sim::Call;
+using sim::SimulatedBoard;
 
 TEST(MTDUtilities, ReadsTheKernelsTable) {
     SimulatedBoard io;

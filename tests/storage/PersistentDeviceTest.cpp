@@ -1,3 +1,5 @@
+#include <quarn/sim/SimulatedBoard.h>
+
 #include "storage/PersistentDevice.h"
 #include "storage/StorageBlock.h"
 #include "storage/StorageFixture.h"
@@ -17,6 +19,8 @@
 namespace quarn::test {
 namespace {
 
+using sim::Call;
+using sim::SimulatedBoard;
 using testing::ElementsAre;
 using Type = PersistentDevice::Type;
 

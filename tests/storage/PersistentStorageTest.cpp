@@ -1,5 +1,6 @@
 #include <quarn/MonitorException.h>
 #include <quarn/VariantValue.h>
+#include <quarn/sim/SimulatedBoard.h>
 
 #include "storage/StorageFixture.h"
 #include "support/AllocationWatch.h"
@@ -15,6 +16,8 @@
 namespace quarn::test {
 namespace {
 
+using sim::Call;
+using sim::SimulatedBoard;
 using testing::ElementsAre;
 
 constexpr size_t kBlock = 256;

@@ -1,9 +1,14 @@
+#include <quarn/sim/SimulatedBoard.h>
+
 #include "storage/StorageFixture.h"
 
 #include <gtest/gtest.h>
 
 namespace quarn::test {
 namespace {
+
+using sim::SimulatedBoard;
+using sim::Unsynced;
 
 constexpr size_t kBlock = 256;
 

@@ -3,17 +3,12 @@
 #include <quarn/PersistentStorage.h>
 #include <quarn/VariableDictionary.h>
 #include <quarn/VariableIndex.h>
-#include <quarn/sim/SimulatedBoard.h>
 
 #include <stdint.h>
 
 #include <string>
 
 namespace quarn::test {
-
-using sim::Call;
-using sim::SimulatedBoard;
-using sim::Unsynced;
 
 /// Two variables that belong together: a number, and a text whose letters follow from it, and its length too,
 /// now and then.
