@@ -2,6 +2,7 @@
 #include <quarn/Parse.h>
 #include <quarn/sim/SimulatedBoard.h>
 
+#include "devices/AccessorFixture.h"
 #include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
 
@@ -10,7 +11,6 @@
 
 #include <errno.h>
 
-#include <initializer_list>
 #include <optional>
 
 namespace quarn {
@@ -25,25 +25,15 @@ using testing::IsEmpty;
 
 constexpr char kNothing[] = "(nothing thrown)";
 
-class GPIODirectAccessTest : public testing::Test {
+class GPIODirectAccessTest : public test::AccessorFixture {
 protected:
-    GPIODirectAccessTest() {
+    GPIODirectAccessTest() : AccessorFixture("pins", "gpio") {
         board_.AddGPIOChip("main", 32);
         board_.AddGPIOChip("aux", 8);
         gpio_.emplace("pins", "gpio", board_);
     }
 
-    std::string Add(const std::string& line) {
-        return ThrownMessage([&] { gpio_->Configure("pins", Tokenize(line)); });
-    }
-    void AddAll(std::initializer_list<const char*> lines) {
-        for (const char* line : lines)
-            ASSERT_EQ(Add(line), kNothing) << line;
-    }
-    std::list<std::string> Run(const std::string& line) { return gpio_->Execute("gpio", Tokenize(line)); }
-    std::string Failure(const std::string& line) {
-        return ThrownMessage([&] { Run(line); });
-    }
+    Accessor& Tested() override { return *gpio_; }
     std::string GetFailure(const std::string& name) {
         return ThrownMessage([&] { gpio_->Get(name); });
     }
@@ -58,7 +48,6 @@ protected:
         return levels;
     }
 
-    SimulatedBoard board_;
     std::optional<GPIODirectAccess> gpio_;
 };
 

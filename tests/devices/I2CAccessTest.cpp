@@ -4,6 +4,7 @@
 #include <quarn/PermanentCondition.h>
 #include <quarn/sim/SimulatedBoard.h>
 
+#include "devices/AccessorFixture.h"
 #include "support/AllocationWatch.h"
 #include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
@@ -17,7 +18,6 @@
 
 #include <atomic>
 #include <functional>
-#include <initializer_list>
 #include <thread>
 
 namespace quarn {
@@ -39,27 +39,18 @@ struct BusName {
     const std::string text = "i2c-quarn-test-" + std::to_string(getpid());
 };
 
-class I2CAccessTest : public testing::Test {
+class I2CAccessTest : public test::AccessorFixture {
 protected:
-    I2CAccessTest() {
+    I2CAccessTest() : AccessorFixture("i2c", "i2c") {
         board_.AddI2CRegisters(bus_, 0x21, 256);
         board_.AddI2CEEPROM(bus_, 0x50, 256, 16);
         for (size_t i = 0; i < 256; ++i)
             board_.SetI2CByte(bus_, 0x50, i, uint8_t(i));
-        AddAll({"0x21 expander", "80 eeprom", "0x22 ghost"});
+        for (const char* device : {" 0x21 expander", " 80 eeprom", " 0x22 ghost"})
+            AddAll({(bus_ + device).c_str()});
     }
 
-    std::string Add(I2CAccess& i2c, const std::string& line) {
-        return ThrownMessage([&] { i2c.Configure("i2c", Tokenize(line)); });
-    }
-    void AddAll(std::initializer_list<const char*> lines) {
-        for (const char* line : lines)
-            EXPECT_EQ(Add(i2c_, bus_ + " " + line), "(nothing thrown)") << line;
-    }
-    std::list<std::string> Run(const std::string& line) { return i2c_.Execute("i2c", Tokenize(line)); }
-    std::string Failure(const std::string& line) {
-        return ThrownMessage([&] { Run(line); });
-    }
+    Accessor& Tested() override { return i2c_; }
     bool IsBusFree() {
         NamedLock lock(bus_);
         return lock.TryLock();
@@ -73,7 +64,6 @@ protected:
 
     const BusName name_;
     const std::string& bus_ = name_.text;
-    SimulatedBoard board_;
     I2CAccess i2c_{board_};
 };
 
@@ -158,7 +148,7 @@ TEST_F(I2CAccessTest, TellsWhatFailedAndStaysUsable) {
 
 TEST_F(I2CAccessTest, KeepsTheNamedLockWhenADeviceCannotBeSelected) {
     I2CAccess other(board_);
-    ASSERT_EQ(Add(other, bus_ + " 0x21 expander"), "(nothing thrown)");
+    ASSERT_EQ(AddTo(other, bus_ + " 0x21 expander"), "(nothing thrown)");
     board_.Fail(Call::IOCTL, EBUSY);
     EXPECT_EQ(Anonymous(ThrownMessage([&] { i2c_.ReadRegister("expander", 1); })),
               "I2C: failed to set device address on BUS (for expander)");
@@ -284,16 +274,16 @@ TEST_F(I2CAccessTest, RefusesDefectiveLines) {
          "NamedLock: could not create /var/lock/LCK..quarn-no-such-folder/i2c: No such file or directory"},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(Add(i2c_, c.line), c.message) << c.line;
+        EXPECT_EQ(Add(c.line), c.message) << c.line;
 
     I2CAccess empty(board_);
     const size_t held = board_.Held();
     board_.Fail(Call::OPEN, EACCES);
-    EXPECT_EQ(Anonymous(Add(empty, bus_ + " 0x21 new")),
+    EXPECT_EQ(Anonymous(AddTo(empty, bus_ + " 0x21 new")),
               "I2C: Could not open I2C bus device /dev/BUS: Permission denied");
     EXPECT_EQ(board_.Held(), held);
     EXPECT_THAT(empty.Execute("i2c", {"list"}), ElementsAre("I2C: no matching devices"));
-    EXPECT_EQ(Add(empty, bus_ + " 127 new"), "(nothing thrown)");
+    EXPECT_EQ(AddTo(empty, bus_ + " 127 new"), "(nothing thrown)");
     EXPECT_EQ(ThrownMessage([&] { i2c_.Read("new", 1); }), "I2C: unknown device \"new\"");
 }
 
@@ -355,7 +345,7 @@ TEST_F(I2CAccessTest, ListsAndExplains) {
     board.AddI2CRegisters(bus_, 1, 1);
     I2CAccess i2c(board);
     for (const char* line : {" 0x7F zeta", " 10 alpha"})
-        ASSERT_EQ(Add(i2c, bus_ + line), "(nothing thrown)");
+        ASSERT_EQ(AddTo(i2c, bus_ + line), "(nothing thrown)");
     const std::string gap(bus_.size() - 3, ' ');
     for (const char* pattern : {"list", "list z*", "list nothing"})
         EXPECT_THAT(i2c.Execute("i2c", Tokenize(pattern)),
@@ -387,7 +377,7 @@ TEST_F(I2CAccessTest, ClosesItsBusesAndPrintsWhatFails) {
     DebugCapture debug(DEBUG_ERR);
     {
         I2CAccess i2c(board);
-        ASSERT_EQ(Add(i2c, bus_ + " 1 device"), "(nothing thrown)");
+        ASSERT_EQ(AddTo(i2c, bus_ + " 1 device"), "(nothing thrown)");
         board.Fail(Call::CLOSE, EIO);
     }
     EXPECT_THAT(debug.Lines(), ElementsAre("I2C: could not close /dev/" + bus_ + ": Input/output error"));

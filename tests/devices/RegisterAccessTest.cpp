@@ -2,6 +2,7 @@
 #include <quarn/RegisterAccess.h>
 #include <quarn/sim/SimulatedBoard.h>
 
+#include "devices/AccessorFixture.h"
 #include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
 
@@ -9,8 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <errno.h>
-
-#include <initializer_list>
 
 namespace quarn {
 namespace {
@@ -22,28 +21,17 @@ using test::ThrownMessage;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class RegisterAccessTest : public testing::Test {
+class RegisterAccessTest : public test::AccessorFixture {
 protected:
-    RegisterAccessTest() {
-        io_.AddMemory(0x1000, 0x2000);
-        io_.AddMemory(0xA0000000, 0x2000);
-        io_.TakeAccesses();
+    RegisterAccessTest() : AccessorFixture("reg", "reg") {
+        board_.AddMemory(0x1000, 0x2000);
+        board_.AddMemory(0xA0000000, 0x2000);
+        board_.TakeAccesses();
     }
 
-    std::string Add(const std::string& line) {
-        return ThrownMessage([&] { registers_.Configure("reg", Tokenize(line)); });
-    }
-    void AddAll(std::initializer_list<const char*> lines) {
-        for (const char* line : lines)
-            ASSERT_EQ(Add(line), "(nothing thrown)") << line;
-    }
-    std::list<std::string> Run(const std::string& line) { return registers_.Execute("reg", Tokenize(line)); }
-    std::string Failure(const std::string& line) {
-        return ThrownMessage([&] { Run(line); });
-    }
+    Accessor& Tested() override { return registers_; }
 
-    SimulatedBoard io_;
-    RegisterAccess registers_{io_};
+    RegisterAccess registers_{board_};
 };
 
 TEST_F(RegisterAccessTest, ReadsAndWritesFieldsWithSingleAccesses) {
@@ -61,13 +49,13 @@ TEST_F(RegisterAccessTest, ReadsAndWritesFieldsWithSingleAccesses) {
         const std::string name = std::string("f") + c.bits;
         AddAll({("0xA0001004 " + std::string(c.bits) + " rw " + name + " alias" + c.bits).c_str()});
         for (const uint32_t others : {0u, 0xFFFFFFFFu}) {
-            io_.SetWord(0xA0001004, others);
+            board_.SetWord(0xA0001004, others);
             registers_.Set(name, c.value);
-            EXPECT_THAT(io_.TakeAccesses(),
+            EXPECT_THAT(board_.TakeAccesses(),
                         ElementsAre("r 0xA0001004", testing::StartsWith("w 0xA0001004 ")));
-            EXPECT_EQ(io_.Word(0xA0001004), (others & ~c.mask) | c.inPlace) << c.bits;
+            EXPECT_EQ(board_.Word(0xA0001004), (others & ~c.mask) | c.inPlace) << c.bits;
             EXPECT_EQ(registers_.Get(std::string("alias") + c.bits), c.value) << c.bits;
-            EXPECT_THAT(io_.TakeAccesses(), ElementsAre("r 0xA0001004"));
+            EXPECT_THAT(board_.TakeAccesses(), ElementsAre("r 0xA0001004"));
         }
     }
     EXPECT_EQ(registers_.Address("alias7"), 0xA0001004u);
@@ -76,7 +64,7 @@ TEST_F(RegisterAccessTest, ReadsAndWritesFieldsWithSingleAccesses) {
 TEST_F(RegisterAccessTest, RefusesWhatAFieldCannotDoWithoutTouchingIt) {
     AddAll({"0x1000 3:0 r status", "0x1000 7:4 w control", "0x1000 - - spare s", "0x1000 11:8 rw mode",
             "0x1000 31:28 w top"});
-    io_.SetWord(0x1000, 0xFFFFFFFF);
+    board_.SetWord(0x1000, 0xFFFFFFFF);
     EXPECT_EQ(Failure("status 1"), "REG: field \"status\" is not writable");
     EXPECT_EQ(Failure("s 1"), "REG: field \"spare\" is not writable");
     EXPECT_EQ(Failure("mode 0x10"), "REG: value 0x10 will not fit in 4-bit field");
@@ -87,17 +75,17 @@ TEST_F(RegisterAccessTest, RefusesWhatAFieldCannotDoWithoutTouchingIt) {
     EXPECT_EQ(ThrownMessage([&] { registers_.Get("control"); }), "REG: field \"control\" is not readable");
     EXPECT_EQ(ThrownMessage([&] { registers_.Get("s"); }), "REG: field \"spare\" is not readable");
     EXPECT_EQ(ThrownMessage([&] { registers_.Address("Mode"); }), "REG: unknown register \"Mode\"");
-    EXPECT_THAT(io_.TakeAccesses(), IsEmpty());
+    EXPECT_THAT(board_.TakeAccesses(), IsEmpty());
     // What is shifted out at the top is not missed.
     EXPECT_THAT(Run("top 0x10"), IsEmpty());
-    EXPECT_THAT(io_.TakeAccesses(), ElementsAre("r 0x1000", "w 0x1000 0xFFFFFFF"));
+    EXPECT_THAT(board_.TakeAccesses(), ElementsAre("r 0x1000", "w 0x1000 0xFFFFFFF"));
 }
 
 TEST_F(RegisterAccessTest, MapsEachPageOnce) {
     AddAll({"0xA0000FFC 0 r last", "0xA0000000 31:0 r first", "0xA0002000 - - unmapped", "0xA0001000 5:1 r"});
-    EXPECT_EQ(io_.Count(Call::MAP), 2u);
-    EXPECT_EQ(io_.Held(), 2u);  // no descriptors
-    io_.SetWord(0xA0000FFC, 1);
+    EXPECT_EQ(board_.Count(Call::MAP), 2u);
+    EXPECT_EQ(board_.Held(), 2u);  // no descriptors
+    board_.SetWord(0xA0000FFC, 1);
     EXPECT_EQ(registers_.Get("last"), 1u);
 }
 
@@ -125,11 +113,11 @@ TEST_F(RegisterAccessTest, RefusesDefectiveLines) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(Add(c.line), c.message) << c.line;
-    io_.Fail(Call::OPEN, EACCES);
+    board_.Fail(Call::OPEN, EACCES);
     EXPECT_EQ(Add("0x2004 0 rw f"), "REG: Could not open /dev/mem: Permission denied");
-    io_.Fail(Call::MAP, EPERM);
+    board_.Fail(Call::MAP, EPERM);
     EXPECT_EQ(Add("0x2004 0 rw f"), "REG: Could not map page [0x0x2000..0x0x3000): Operation not permitted");
-    EXPECT_EQ(io_.Held(), 1u);  // the page of the first one
+    EXPECT_EQ(board_.Held(), 1u);  // the page of the first one
     // Nothing of all that is left behind.
     EXPECT_THAT(Run("f"), ElementsAre("REG: no matching registers"));
     EXPECT_EQ(Add("0x2004 0 rw f"), "(nothing thrown)");
@@ -138,15 +126,15 @@ TEST_F(RegisterAccessTest, RefusesDefectiveLines) {
 TEST_F(RegisterAccessTest, ListsFieldsInOrderOfConfiguration) {
     AddAll({"0x1004 31:20 r zeta", "0x1000 7 rw alpha a first", "0x1008 3:0 r", "0x1000 3:0 w go",
             "4096 - - spare a2"});
-    io_.SetWord(0x1000, 0x8F);
-    io_.SetWord(0x1004, 0x05C00000);
+    board_.SetWord(0x1000, 0x8F);
+    board_.SetWord(0x1004, 0x05C00000);
     EXPECT_THAT(Run("list"), ElementsAre("name   address  bits   value  aliases   ",  //
                                          "zeta   0x1004   31:20  0x05C            ",  //
                                          "alpha  0x1000   7      0x1    a, first  ",  //
                                          "go     0x1000   3:0                     ",  //
                                          "spare  0x1000   -             a2        "));
     // Only what can be read and is listed is read.
-    EXPECT_THAT(io_.TakeAccesses(), ElementsAre("r 0x1004", "r 0x1000"));
+    EXPECT_THAT(board_.TakeAccesses(), ElementsAre("r 0x1004", "r 0x1000"));
     EXPECT_THAT(Run("a*"), ElementsAre("name   value  aliases   ",  //
                                        "alpha  0x1    a, first  ",  //
                                        "spare         a2        "));

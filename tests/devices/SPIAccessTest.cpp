@@ -2,6 +2,7 @@
 #include <quarn/SPIAccess.h>
 #include <quarn/sim/SimulatedBoard.h>
 
+#include "devices/AccessorFixture.h"
 #include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
 
@@ -25,24 +26,16 @@ using testing::IsEmpty;
 
 using Bytes = std::vector<uint8_t>;
 
-class SPIAccessTest : public testing::Test {
+class SPIAccessTest : public test::AccessorFixture {
 protected:
-    SPIAccessTest() {
+    SPIAccessTest() : AccessorFixture("spi", "spi") {
         board_.AddSPILoopback("spidev0.0");
         board_.AddSPIShiftRegister("spidev0.1", 2);
-        EXPECT_EQ(Add("spidev0.1 shift"), "(nothing thrown)");
-        EXPECT_EQ(Add("spidev0.0 loop"), "(nothing thrown)");
+        AddAll({"spidev0.1 shift", "spidev0.0 loop"});
     }
 
-    std::string Add(const std::string& line) {
-        return ThrownMessage([&] { spi_.Configure("spi", Tokenize(line)); });
-    }
-    std::list<std::string> Run(const std::string& line) { return spi_.Execute("spi", Tokenize(line)); }
-    std::string Failure(const std::string& line) {
-        return ThrownMessage([&] { Run(line); });
-    }
+    Accessor& Tested() override { return spi_; }
 
-    SimulatedBoard board_;
     SPIAccess spi_{board_};
 };
 
