@@ -28,9 +28,7 @@ protected:
         return values;
     }
     /// 0 for lines, or the errno, negative.
-    int64_t Lines(const std::vector<uint32_t>& offsets) {
-        return Result([&] { return chip_->GetLines(offsets) ? 0 : -1; });
-    }
+    int64_t Lines(const std::vector<uint32_t>& offsets) { return Result(chip_->GetLines(offsets) ? 0 : -1); }
 
     SimulatedBoard board_;
     std::unique_ptr<GPIOChip> chip_;
@@ -38,46 +36,29 @@ protected:
 
 TEST_F(SimulatedGPIOTest, RefusesWhatKernelAndLibraryWould) {
     board_.HoldLine("logic", 9, "other");
-    board_.HoldLine("logic", 10, "");
+    EXPECT_EQ(Lines({15, 16}), -EINVAL);
+    EXPECT_EQ(Lines(std::vector<uint32_t>(65)), -EINVAL);
     const auto lines = chip_->GetLines({7, 6});
-    const auto overlapping = chip_->GetLines({5, 6});
-    const auto held = chip_->GetLines({8, 9});
-    const auto twice = chip_->GetLines({3, 3});
     std::vector<int> values(2), one(1);
-    const std::string consumer(40, 'c');
-    const std::vector<uint32_t> beyond = {15, 16};
-    ExpectResults({
-        {"beyond the chip", [&] { return Lines(beyond); }, -EINVAL},
-        {"none", [&] { return Lines({}); }, -EINVAL},
-        {"too many", [&] { return Lines(std::vector<uint32_t>(65)); }, -EINVAL},
-        {"not requested: get", [&] { return lines->GetValues(values); }, -EPERM},
-        {"not requested: set", [&] { return lines->SetValues(values); }, -EPERM},
-        {"not requested: in", [&] { return lines->SetDirectionInput(); }, -EPERM},
-        {"not requested: out", [&] { return lines->SetDirectionOutput(values); }, -EPERM},
-        {"held by another", [&] { return held->RequestInput("me"); }, -EBUSY},
-        {"the same twice", [&] { return twice->RequestOutput("me", values); }, -EBUSY},
-        {"too few values", [&] { return lines->RequestOutput("me", one); }, -EINVAL},
-        {"request", [&] { return lines->RequestInput(consumer); }, 0},
-        {"again", [&] { return lines->RequestInput("me"); }, -EBUSY},
-        {"one of them", [&] { return overlapping->RequestInput(""); }, -EBUSY},
-        {"set an input", [&] { return lines->SetValues(values); }, -EPERM},
-        {"too few to get", [&] { return lines->GetValues(one); }, -EINVAL},
-        {"turn round", [&] { return lines->SetDirectionOutput(values); }, 0},
-        {"set", [&] { return lines->SetValues(values); }, 0},
-        {"turn back", [&] { return lines->SetDirectionInput(); }, 0},
-        {"set again", [&] { return lines->SetValues(values); }, -EPERM},
-    });
-    EXPECT_EQ(board_.LineConsumer("logic", 6), consumer.substr(0, 31));
-    EXPECT_EQ(board_.LineConsumer("logic", 9), "other");
-    EXPECT_EQ(board_.LineConsumer("logic", 10), "?");
+    EXPECT_EQ(Result(lines->GetValues(values)), -EPERM);
+    EXPECT_EQ(Result(lines->SetDirectionOutput(values)), -EPERM);
     // What a failed request found free stays free.
-    EXPECT_EQ(board_.LineConsumer("logic", 8), "");
-    EXPECT_EQ(board_.LineConsumer("logic", 5), "");
-    EXPECT_EQ(board_.LineConsumer("logic", 3), "");
-}
+    EXPECT_EQ(Result(chip_->GetLines({8, 9})->RequestInput("me")), -EBUSY);
+    EXPECT_EQ(Result(chip_->GetLines({3, 3})->RequestOutput("me", values)), -EBUSY);
+    EXPECT_EQ(Result(lines->RequestOutput("me", one)), -EINVAL);
+    for (const uint32_t offset : {8, 3, 6})
+        EXPECT_EQ(board_.LineConsumer("logic", offset), "") << offset;
 
-TEST_F(SimulatedGPIOTest, AChipIsNotClosedBeforeItsLines) {
-    const auto lines = chip_->GetLines({1});
+    EXPECT_EQ(lines->RequestInput(std::string(40, 'c')), 0);
+    EXPECT_EQ(board_.LineConsumer("logic", 6), std::string(31, 'c'));
+    EXPECT_EQ(Result(lines->RequestInput("me")), -EBUSY);
+    EXPECT_EQ(Result(chip_->GetLines({5, 6})->RequestInput("")), -EBUSY);
+    EXPECT_EQ(Result(lines->SetValues(values)), -EPERM);
+    EXPECT_EQ(Result(lines->GetValues(one)), -EINVAL);
+    EXPECT_EQ(lines->SetDirectionOutput(values), 0);
+    EXPECT_EQ(lines->SetValues(values), 0);
+    EXPECT_EQ(lines->SetDirectionInput(), 0);
+    EXPECT_EQ(Result(lines->SetValues(values)), -EPERM);
     EXPECT_DEATH(chip_.reset(), "SIM: GPIO chip \"logic\" closed before its lines were given back");
 }
 
@@ -108,18 +89,15 @@ TEST_F(SimulatedGPIOTest, ARemovedChipIsDeadForWhoeverHasIt) {
     board_.Remove("logic");
     std::vector<int> values(1);
     std::vector<GPIOChips::ChipName> chips;
-    const auto open = [&] { return board_.OpenChip("/dev/gpiochip0") ? 0 : -1; };
-    ExpectResults({
-        {"get", [&] { return lines->GetValues(values); }, -ENODEV},
-        {"request", [&] { return unrequested->RequestInput("me"); }, -ENODEV},
-        {"lines", [&] { return Lines({0}); }, -ENODEV},
-        {"open", open, -ENOENT},
-        {"list", [&] { return board_.List(chips); }, 0},
-    });
+    EXPECT_EQ(Result(lines->GetValues(values)), -ENODEV);
+    EXPECT_EQ(Result(unrequested->RequestInput("me")), -ENODEV);
+    EXPECT_EQ(Lines({0}), -ENODEV);
+    EXPECT_EQ(Result(board_.OpenChip("/dev/gpiochip0") ? 0 : -1), -ENOENT);
+    EXPECT_EQ(board_.List(chips), 0);
     EXPECT_EQ(chips.size(), 1u);
     board_.PutBack("logic");
     EXPECT_FALSE(board_.LineLevel("logic", 0));
-    EXPECT_EQ(Result([&] { return lines->GetValues(values); }), -ENODEV);
+    EXPECT_EQ(Result(lines->GetValues(values)), -ENODEV);
     const auto again = board_.OpenChip("/dev/gpiochip0");
     const auto anew = again->GetLines({0});
     EXPECT_EQ(anew->RequestInput("next"), 0);
