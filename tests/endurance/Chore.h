@@ -17,7 +17,7 @@ class Chore {
 public:
     /// `work` fails by throwing MonitorException.
     Chore(std::string name, uint32_t pauseMs, std::function<void()> work)
-        : name_(std::move(name)), pauseMs_(pauseMs), work_(std::move(work)), thread_([this] { Run(); }) {}
+        : name_(std::move(name)), thread_([this, pauseMs, work] { Run(pauseMs, work); }) {}
     ~Chore() { End(); }
     Chore(const Chore&) = delete;
     Chore& operator=(const Chore&) = delete;
@@ -34,11 +34,11 @@ public:
     const std::string& Name() const { return name_; }
 
 private:
-    void Run() {
+    void Run(uint32_t pauseMs, const std::function<void()>& work) {
         try {
             for (; !isEnding_; ++rounds_) {
-                work_();
-                usleep(pauseMs_ * 1000);
+                work();
+                usleep(pauseMs * 1000);
             }
         } catch (const quarn::MonitorException& e) {
             failure_ = name_ + ": " + e.Description();
@@ -47,8 +47,6 @@ private:
     }
 
     const std::string name_;
-    const uint32_t pauseMs_;
-    const std::function<void()> work_;
     std::string failure_;
     std::atomic<bool> hasFailed_{false};
     std::atomic<bool> isEnding_{false};

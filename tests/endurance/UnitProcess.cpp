@@ -6,15 +6,11 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
-
-extern char** environ;
 
 namespace endurance {
 
@@ -36,20 +32,22 @@ std::string Footprint::ToString() const {
                          descriptors, threads);
 }
 
-UnitProcess::UnitProcess(const std::string& program, const std::vector<std::string>& options) {
-    std::vector<char*> arguments = {const_cast<char*>(program.c_str())};
-    for (const std::string& option : options)
-        arguments.push_back(const_cast<char*>(option.c_str()));
+UnitProcess::UnitProcess(const std::string& program, std::vector<std::string> options) {
+    options.insert(options.begin(), program);
+    std::vector<char*> arguments;
+    for (std::string& option : options)
+        arguments.push_back(option.data());
     arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, folder_.File("output").c_str(),
-                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    const int error = posix_spawn(&pid_, program.c_str(), &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0)
-        throw MonitorException("Could not start %s", program.c_str());
+    folder_.Write("output", "");
+    const std::string outputPath = folder_.File("output");
+    pid_ = fork();
+    if (pid_ == 0) {
+        const int output = open(outputPath.c_str(), O_WRONLY | O_APPEND);
+        dup2(output, STDOUT_FILENO);
+        dup2(output, STDERR_FILENO);
+        execv(program.c_str(), arguments.data());
+        _exit(127);
+    }
     const uint64_t start = quarn::Tick();
     while (Output().find(" is ready\n") == std::string::npos) {
         if (!IsAlive() || quarn::MillisecondsSince(start) > kStartMs)
@@ -90,10 +88,6 @@ Footprint UnitProcess::Measure() const {
     for (const auto& entry : std::filesystem::directory_iterator(process + "/fd", gone))
         footprint.descriptors += !entry.path().empty();
     return footprint;
-}
-
-size_t UnitProcess::OutputBytes() const {
-    return std::filesystem::file_size(folder_.File("output"));
 }
 
 int UnitProcess::End() {

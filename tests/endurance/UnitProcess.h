@@ -25,7 +25,7 @@ struct Footprint {
 class UnitProcess {
 public:
     /// Starts it and waits until it is ready. Throws MonitorException when it does not become so.
-    UnitProcess(const std::string& program, const std::vector<std::string>& options);
+    UnitProcess(const std::string& program, std::vector<std::string> options);
     ~UnitProcess();
     UnitProcess(const UnitProcess&) = delete;
     UnitProcess& operator=(const UnitProcess&) = delete;
@@ -38,7 +38,6 @@ public:
     Footprint Measure() const;
     /// What it has printed so far.
     std::string Output() const { return folder_.Read("output"); }
-    size_t OutputBytes() const;
 
     /// Ends it by a signal and returns its exit status, or -1 when the signal killed it.
     int End();

@@ -14,20 +14,22 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 namespace endurance {
 
 /// A watchdog service that only keeps an eye on how regularly processes report.
 class WatchdogService {
 public:
-    uint16_t Port() const { return port_; }
-    /// The longest time between two reports under the name, up to now; forgotten by the call.
+    uint16_t Port() const { return listener_.GetPort(); }
+    /// From now on a process of the name should report.
+    void Expect(const std::string& name) {
+        const std::lock_guard guard(mutex_);
+        records_[name] = {quarn::Tick(), 0};
+    }
+    /// The longest time without a report under the name since the call before.
     uint64_t TakeLongestGapUs(const std::string& name) {
         const std::lock_guard guard(mutex_);
-        Record& record = records_[name];
-        const uint64_t sinceLast = record.last == 0 ? 0 : quarn::Tick() - record.last;
-        return std::max(std::exchange(record.longestGap, 0), sinceLast);
+        return std::exchange(records_[name].longestGap, 0);
     }
 
 private:
@@ -41,31 +43,25 @@ private:
     };
 
     void Serve() {
-        while (quarn::TCPConnection* const connection = listener_.Accept("watched ($peer$)")) {
-            std::unique_ptr<quarn::TCPConnection> owned(connection);
-            auto terminal = std::make_unique<quarn::LineTerminal>(*owned);
-            clients_.push_back({std::move(owned), std::move(terminal)});
+        if (std::unique_ptr<quarn::TCPConnection> accepted{listener_.Accept("watched ($peer$)")}) {
+            auto terminal = std::make_unique<quarn::LineTerminal>(*accepted);
+            clients_.push_back({std::move(accepted), std::move(terminal)});
         }
+        const std::lock_guard guard(mutex_);
+        for (auto& [name, record] : records_)
+            record.longestGap = std::max(record.longestGap, quarn::Tick() - record.last);
         std::erase_if(clients_, [this](Client& client) {
             const bool isAlive = client.terminal->Work();
-            for (std::string line; client.terminal->Get(line);)
-                Note(quarn::Tokenize(line));
+            for (std::string line; client.terminal->Get(line);) {
+                const std::vector<std::string> words = quarn::Tokenize(line);
+                if (words.size() == 3 && words[0] == "update")
+                    records_[words[1]].last = quarn::Tick();
+            }
             return !isAlive;
         });
     }
-    void Note(const std::vector<std::string>& words) {
-        if (words.size() != 3 || words[0] != "update")
-            return;
-        const std::lock_guard guard(mutex_);
-        Record& record = records_[words[1]];
-        const uint64_t now = quarn::Tick();
-        if (record.last != 0)
-            record.longestGap = std::max(record.longestGap, now - record.last);
-        record.last = now;
-    }
 
     quarn::TCPListener listener_{quarn::IPAddress(std::string("127.0.0.1")), 0};
-    const uint16_t port_ = listener_.GetPort();
     std::list<Client> clients_;
     std::mutex mutex_;
     std::map<std::string, Record> records_;

@@ -110,6 +110,7 @@ TEST_F(BoardFaultsTest, PassesOnWhatIsNoDevice) {
     EXPECT_EQ(board_.FileSize(path), 3);
     board_.Fail(Call::SYNC, EIO);
     EXPECT_EQ(Result(board_.Sync(fd)), -EIO);
+    EXPECT_EQ(board_.Sync(fd), 0);
     EXPECT_EQ(board_.Truncate(fd, 8), 0);
     void* const mapped = board_.Map(8, PROT_READ, MAP_SHARED, fd, 0);
     EXPECT_EQ(board_.Read32(static_cast<volatile uint32_t*>(mapped)), 0x00636261u);

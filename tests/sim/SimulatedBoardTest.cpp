@@ -151,24 +151,43 @@ TEST(SimulatedBoardTest, RefusesBoardsThatCannotBe) {
     SimulatedBoard board;
     board.AddI2CRegisters("i2c-1", 0x21, 4);
     board.AddGPIOChip("chip", 8);
+    board.HoldLine("chip", 0, "other");
     board.AddMemory(0xA0000000, 4096);
     board.AddMemory(0xA0001000, 4096);
     board.AddCounter(0xA0000040, 1);
     const std::pair<std::function<void()>, const char*> cases[] = {
-        {[&] { board.AddI2CRegisters("i2c-1", 0x21, 4); }, "SIM: there is a device 0x21 on i2c-1 already"},
-        {[&] { board.SetI2CRights("i2c-1", 0x21, 3, 4, "r"); }, "SIM: no registers 0x03-0x04"},
-        {[&] { board.I2CByte("i2c-1", 0x22, 0); }, "SIM: no device 0x22 on i2c-1"},
-        {[&] { board.AddSPIShiftRegister("i2c-1", 1); }, "SIM: there is a device /dev/i2c-1 already"},
-        {[&] { board.WireLines("chip", 0, "chip", 8); }, "SIM: no line 8 on GPIO chip \"chip\""},
-        {[&] { board.AddMemory(0x9FFFF000, 8192); }, "SIM: there is memory at 0x9FFFF000 already"},
-        {[&] { board.AddMemory(0xA0001000, 4096); }, "SIM: there is memory at 0xA0001000 already"},
-        {[&] { board.Word(0xA0000002); }, "SIM: no word at 0xA0000002"},
-        {[&] { board.AddTimer(0xA0000000); }, "SIM: there is a counter or timer at 0xA0000000 already"},
-        {[&] { board.AddTimer(0xA0001FFC); }, "SIM: no word at 0xA00020F8"},
-        {[&] { board.AddMTD("a", 5000, 4096); }, "SIM: an MTD partition has whole erase blocks, below 4 GiB"},
+        {[&] { board.AddI2CRegisters("i2c-2", 0x80, 4); }, "0x80 is no 7-bit address"},
+        {[&] { board.AddI2CRegisters("i2c-1", 0x21, 4); }, "there is a device 0x21 on i2c-1 already"},
+        {[&] { board.AddI2CRegisters("i2c-1", 0x22, 257); }, "an I2C device has 1 to 256 registers"},
+        {[&] { board.AddI2CRegisters("a/b", 0x22, 4); }, "\"a/b\" is no name of a node"},
+        {[&] { board.AddI2CEEPROM("i2c-1", 2, 65, 8); }, "an I2C EEPROM has whole pages, up to 65536 bytes"},
+        {[&] { board.SetI2CRights("i2c-1", 0x21, 3, 4, "r"); }, "no registers 0x03-0x04"},
+        {[&] { board.SetI2CRights("i2c-1", 0x21, 0, 0, "wr"); },
+         "rights must be \"rw\", \"r\", \"w\" or \"-\""},
+        {[&] { board.I2CByte("i2c-2", 0x21, 0); }, "no I2C bus i2c-2"},
+        {[&] { board.I2CByte("i2c-1", 0x22, 0); }, "no device 0x22 on i2c-1"},
+        {[&] { board.AddSPIShiftRegister("i2c-1", 1); }, "there is a device /dev/i2c-1 already"},
+        {[&] { board.AddSPIShiftRegister("spi", 0); }, "a shift register has 1 to 65536 bytes"},
+        {[&] { board.AddGPIOChip("chip", 8); }, "there is a GPIO chip \"chip\" already"},
+        {[&] { board.AddGPIOChip("none", 0); }, "a GPIO chip has 1 to 1024 lines"},
+        {[&] { board.DriveLine("other", 0, true); }, "no GPIO chip \"other\""},
+        {[&] { board.WireLines("chip", 0, "chip", 8); }, "no line 8 on GPIO chip \"chip\""},
+        {[&] { board.HoldLine("chip", 0, "me"); }, "line 0 on GPIO chip \"chip\" is held already"},
+        {[&] { board.AddMemory(16, 4096); }, "memory has whole pages of 4096 bytes, below 0x10000000000000"},
+        {[&] { board.AddMemory(0x9FFFF000, 8192); }, "there is memory at 0x9FFFF000 already"},
+        {[&] { board.AddMemory(0xA0001000, 4096); }, "there is memory at 0xA0001000 already"},
+        {[&] { board.Word(0xA0000002); }, "no word at 0xA0000002"},
+        {[&] { board.AddTimer(0xA0000000); }, "there is a counter or timer at 0xA0000000 already"},
+        {[&] { board.AddTimer(0xA0001FFC); }, "no word at 0xA00020F8"},
+        {[&] { board.AddMTD("a", 5000, 4096); }, "an MTD partition has whole erase blocks, below 4 GiB"},
+        {[&] { board.AddEEPROMFile("/e", 0); }, "an EEPROM has 1 to 16777216 bytes"},
+        {[&] { board.AddEEPROMFile("/e", 1, "/x/y"); }, "could not open /x/y: No such file or directory"},
+        {[&] { board.Contents("/dev/mem"); }, "no storage /dev/mem"},
+        {[&] { board.Shorten(Call::SEEK, 1); }, "only reads and writes can be short"},
+        {[&] { board.Remove("/dev/i2c-2"); }, "no device /dev/i2c-2"},
     };
-    for (const auto& [build, message] : cases)
-        EXPECT_EQ(ThrownMessage(build), message);
+    for (const auto& [build, reason] : cases)
+        EXPECT_EQ(ThrownMessage(build), std::string("SIM: ") + reason);
     EXPECT_EQ(Result(board.Open("/dev/mtd0", O_RDWR)), -ENOENT);
 }
 
