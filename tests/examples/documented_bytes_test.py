@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Computes every example of bytes in the pages about formats, apart from the library.
+"""Computes the examples of bytes in the pages about formats, apart from the library.
 
 usage: documented_bytes_test.py SOURCE-FOLDER"""
 import re
@@ -8,64 +8,39 @@ import struct
 from documented_formats import (ROOT, VALUES, VARIABLES, bulk_transfer, byte_blocks, check, clock_datagram,
                                 gpio_sentence, message_in_layout, peer, rows, sentence, slip_frame, storage_block, u32)
 
+check("formats.md: checksums", rows("formats.md", r"\| of the nine bytes `123456789` \| (\w+) \| (\w+) \|", 1)[0],
+      (peer.crc16(b"123456789").hex().upper(), peer.crc32(b"123456789").hex().upper()))
+for kind, value, blob in VALUES:
+    check(f"formats.md: {kind}", peer.encode_value(kind, value), blob)
+    check(f"formats.md: {kind} back", peer.decode_value(kind, blob), value)
+codes = re.findall(r"([A-Z]\w+) = (\d+)", (ROOT / "include/quarn/VariantType.h").read_text())
+check("formats.md: codes of types", rows("formats.md", r"\| (\d+) \| (\w+) \| .*", 18),
+      [(code, kind) for kind, code in codes if kind != "NONE"])
+check("unit.md: variables", {int(tag, 16): (key, kind) for tag, key, kind, _ in VARIABLES}, peer.VARIABLES)
 
-def check_tables():
-    check("formats.md: checksums", rows("formats.md", r"\| of the nine bytes `123456789` \| (\w+) \| (\w+) \|", 1)[0],
-          (peer.crc16(b"123456789").hex().upper(), peer.crc32(b"123456789").hex().upper()))
-    for kind, value, blob in VALUES:
-        check(f"formats.md: {kind}", peer.encode_value(kind, value), blob)
-        check(f"formats.md: {kind} back", peer.decode_value(kind, blob), value)
-    codes = re.findall(r"([A-Z]\w+) = (\d+)", (ROOT / "include/quarn/VariantType.h").read_text())
-    check("formats.md: codes of types", rows("formats.md", r"\| (\d+) \| (\w+) \| .*", 18),
-          [(code, kind) for kind, code in codes if kind != "NONE"])
-    for byte, sent in rows("slip.md", r"\| `(\w\w)` \| `([\w ]+)` \|", 2):
-        check(f"slip.md: {byte}", slip_frame(bytes.fromhex(byte)), bytes.fromhex(sent + "C0"))
-    check("unit.md: variables", {int(tag, 16): (key, kind) for tag, key, kind, _ in VARIABLES}, peer.VARIABLES)
+for sync, start, crc, shortest in rows(
+        "messages.md", r"\| `(\w\w)` \| at .* \| (\d+) \| (CRC\d\d) \| (\d+) \|", 15):
+    fields, has_header_crc, trailing = peer.LAYOUTS[int(sync, 16)]
+    header = struct.calcsize(fields) + 2 * has_header_crc
+    check(f"messages.md: layout {sync}", (int(start), crc, int(shortest)),
+          (header, trailing.__name__.upper(), header + len(trailing(b""))))
+for payload, total, start in rows("messages.md", r"\| (\d+) bytes \| (\d+) \| `([0-9A-F ]+)` \|", 4):
+    message = peer.encode_message(1, bytes(int(payload)))
+    check(f"messages.md: {payload} bytes", (len(message), message.hex(" ").upper()[:len(start)]), (int(total), start))
 
-
-def check_layouts():
-    for sync, start, crc, shortest in rows(
-            "messages.md", r"\| `(\w\w)` \| at .* \| (\d+) \| (CRC\d\d) \| (\d+) \|", 15):
-        fields, has_header_crc, trailing = peer.LAYOUTS[int(sync, 16)]
-        header = struct.calcsize(fields) + 2 * has_header_crc
-        check(f"messages.md: layout {sync}", (int(start), crc, int(shortest)),
-              (header, trailing.__name__.upper(), header + len(trailing(b""))))
-    for bound, stream, *syncs in rows(
-            "messages.md", r"\| (at most|above) `FFFF` \| (\d).* \| `(\w\w)`, `(\w\w)`, `(\w\w)` \|", 4):
-        tag = 0xFFFF + (bound == "above")
-        chosen = [peer.encode_message(tag, bytes(size), int(stream))[0] for size in (0, 300, 70000)]
-        check(f"messages.md: what a sender chooses for tag {tag:X}", [f"{sync:X}" for sync in chosen], syncs)
-    for payload, total, start in rows("messages.md", r"\| (\d+) bytes \| (\d+) \| `([0-9A-F ]+)` \|", 4):
-        message = peer.encode_message(1, bytes(int(payload)))
-        check(f"messages.md: {payload} bytes",
-              (len(message), message.hex(" ").upper()[:len(start)]), (int(total), start))
-    for start, outcome in rows("messages.md", r"\| `([0-9A-F ]+)` \| (wait|Invalid|Header|Message).*\|", 5):
-        backlog = bytearray.fromhex(start)
-        check(f"messages.md: a message in {start}", peer.take_message(backlog), None)
-        check(f"messages.md: whether {start} waits", backlog.hex(" ").upper() == start, outcome == "wait")
-
-
-def check_blocks():
-    words = [struct.pack(">H", 5), b"FM", u32(470000)]
-    expected = {
-        "messages.md": [
-            message_in_layout(0xA1, 0, 0x1234, b"\xFF\xF4"),
-            b"".join(message_in_layout(sync, 3, 0x1234, b"\xFF\xF4") for sync in peer.LAYOUTS),
-            peer.encode_message(0x00A10001, b"\xFF\xF4") + peer.encode_message(0x00A10001, b"\xFF\xF4", 3),
-            peer.encode_message(7, b"") + peer.encode_message(5, b""),
-            sentence(0x00510099, *words),
-            sentence(0x00510099, *words[:2])],
-        "slip.md": [b"\x01\xC0\xDB\x02" + slip_frame(b"\x01\xC0\xDB\x02")],
-        "bulk-transfer.md": [b"".join(bulk_transfer(0x1234ABCD, b"hello", 3))],
-        "gpio-server.md": [gpio_sentence(0x0101, 0x1234, b"in") + gpio_sentence(0x0301, 0x1234, u32(3))],
-        "clocks.md": [clock_datagram(7, 0) + clock_datagram(7, 2271560481)],
-        "watchdog.md": [b"update receiver 412\n"],
-        "storage.md": [storage_block(7, 1, peer.encode_message(5, b"\x42"))],
-        "unit.md": [], "formats.md": []}
-    for page, blocks in expected.items():
-        check(page, [block.hex(" ") for block in byte_blocks(page)], [block.hex(" ") for block in blocks])
-
-
-check_tables()
-check_layouts()
-check_blocks()
+words = [struct.pack(">H", 5), b"FM", u32(470000)]
+expected = {
+    "messages.md": [
+        message_in_layout(0xA1, 0, 0x1234, b"\xFF\xF4"),
+        b"".join(message_in_layout(sync, 3, 0x1234, b"\xFF\xF4") for sync in peer.LAYOUTS),
+        peer.encode_message(0x00A10001, b"\xFF\xF4") + peer.encode_message(0x00A10001, b"\xFF\xF4", 3),
+        peer.encode_message(7, b"") + peer.encode_message(5, b""),
+        sentence(0x00510099, *words),
+        sentence(0x00510099, *words[:2])],
+    "slip.md": [b"\x01\xC0\xDB\x02" + slip_frame(b"\x01\xC0\xDB\x02")],
+    "bulk-transfer.md": [b"".join(bulk_transfer(0x1234ABCD, b"hello", 3))],
+    "gpio-server.md": [gpio_sentence(0x0101, 0x1234, b"in") + gpio_sentence(0x0301, 0x1234, u32(3))],
+    "clocks.md": [clock_datagram(7, 0) + clock_datagram(7, 2271560481)],
+    "storage.md": [storage_block(7, 1, peer.encode_message(5, b"\x42"))]}
+for page, blocks in expected.items():
+    check(page, [block.hex(" ") for block in byte_blocks(page)], [block.hex(" ") for block in blocks])

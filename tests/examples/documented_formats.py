@@ -5,6 +5,8 @@ import struct
 import sys
 import zlib
 
+from programs import check
+
 ROOT = pathlib.Path(sys.argv[1])
 PEER_PROGRAM = ROOT / "examples/python/quarn_peer.py"
 PAGES = {path.name: path.read_text() for path in (ROOT / "docs").glob("*.md")}
@@ -12,11 +14,6 @@ PAGES = {path.name: path.read_text() for path in (ROOT / "docs").glob("*.md")}
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(PEER_PROGRAM.parent))
 import quarn_peer as peer  # noqa: E402
-
-
-def check(what, actual, expected):
-    if actual != expected:
-        sys.exit(f"{what}: is {actual!r}, should be {expected!r}")
 
 
 def rows(page, pattern, count):

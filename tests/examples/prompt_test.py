@@ -4,78 +4,34 @@
 usage: prompt_test.py QUARN-UNIT QUARN-CTL [EMULATOR...]"""
 import os
 import pty
-import re
 import select
-import shutil
-import signal
-import subprocess
 import sys
 import tempfile
-import time
 
-DEADLINE_S = 20
-
-
-class Terminal:
-    def __init__(self, arguments, home):
-        self.shown = ""
-        self.pid, self.fd = pty.fork()
-        if self.pid == 0:
-            os.execve(arguments[0], arguments, {"TERM": "xterm", "HOME": home})
-
-    def type(self, text):
-        self.shown = ""
-        os.write(self.fd, text.encode())
-
-    def expect(self, text):
-        deadline = time.monotonic() + DEADLINE_S
-        while text not in self.shown:
-            if not select.select([self.fd], [], [], max(0, deadline - time.monotonic()))[0]:
-                sys.exit(f"expected {text!r}, was shown {self.shown!r}")
-            self.shown += os.read(self.fd, 4096).decode()
-
-    def end(self):
-        self.type("quit\n")
-        status = os.waitpid(self.pid, 0)[1]
-        os.close(self.fd)
-        if status != 0:
-            sys.exit(f"the prompt ended with status {status}")
+from programs import DEADLINE_S, Daemon, check, command
 
 
-emulator = sys.argv[3:]
-if emulator:
-    emulator[0] = shutil.which(emulator[0])
-unit_program, ctl_program = (emulator + [program] for program in sys.argv[1:3])
-with tempfile.TemporaryDirectory() as home:
-    unit = subprocess.Popen(unit_program + ["--listen", "0", "--console", "0"], stdout=subprocess.PIPE, text=True)
-    try:
-        console = None
-        while not console:
-            line = unit.stdout.readline()
-            if not line:
-                sys.exit("the unit has no console")
-            console = re.search(r"has its console on (\S+)", line)
-        arguments = ctl_program + ["console", console[1]]
+def converse(words, home, exchanges):
+    """Types each text at a new prompt and waits for what is to be shown then; ends with "quit"."""
+    pid, terminal = pty.fork()
+    if pid == 0:
+        os.execve(words[0], words, {"TERM": "xterm", "HOME": home})
+    for typed, expected in [("", "> "), *exchanges]:
+        os.write(terminal, typed.encode())
+        shown = ""
+        while expected not in shown:
+            if not select.select([terminal], [], [], DEADLINE_S)[0]:
+                sys.exit(f"expected {expected!r} after {typed!r}, was shown {shown!r}")
+            shown += os.read(terminal, 4096).decode()
+    os.write(terminal, b"quit\n")
+    check("the prompt's status", os.waitpid(pid, 0)[1], 0)
+    os.close(terminal)
 
-        terminal = Terminal(arguments, home)
-        terminal.expect("> ")
-        terminal.type("va\t")
-        terminal.expect("r ")
-        terminal.type("sh\t")
-        terminal.expect("ow ")
-        terminal.type("audio.mute\n")
-        terminal.expect("audio.mute = 0")
-        terminal.expect("> ")
-        terminal.end()
 
-        terminal = Terminal(arguments, home)  # has the lines of the one before
-        terminal.expect("> ")
-        terminal.type("\x1b[A")  # up
-        terminal.expect("var show audio.mute")
-        terminal.type("\n")
-        terminal.expect("audio.mute = 0")
-        terminal.expect("> ")
-        terminal.end()
-    finally:
-        unit.send_signal(signal.SIGTERM)
-        unit.wait()
+unit_program, ctl_program = (command(program, sys.argv[3:]) for program in sys.argv[1:3])
+with (tempfile.TemporaryDirectory() as home,
+      Daemon([*unit_program, "--listen", "0", "--console", "0"]) as unit):
+    console = [*ctl_program, "console", unit.where("console")]
+    converse(console, home, [("va\t", "r "), ("sh\t", "ow "), ("audio.mute\n", "audio.mute = 0\r\n")])
+    up = "\x1b[A"  # to the lines of the conversation before
+    converse(console, home, [(up, "var show audio.mute"), ("\n", "audio.mute = 0\r\n")])

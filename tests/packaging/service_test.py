@@ -29,13 +29,9 @@ def check_systemd_unit():
     print("systemd has no complaints")
 
 
-def free_port():
-    with socket.create_server(("127.0.0.1", 0)) as taken:
-        return taken.getsockname()[1]
-
-
 def check_init_script():
-    unit = f"127.0.0.1:{free_port()}"
+    with socket.create_server(("127.0.0.1", 0)) as taken:
+        unit = f"127.0.0.1:{taken.getsockname()[1]}"
     with tempfile.TemporaryDirectory() as temporary, socket.create_server(("127.0.0.1", 0)) as watchdog:
         folder = pathlib.Path(temporary)
         watchdog.settimeout(20)
@@ -62,7 +58,6 @@ def check_init_script():
             assert (word, name) == ("update", "receiver"), (word, name)
             return int(process)
 
-        assert call("status") == 3
         assert call("nonsense") == 2
         assert call("start") == 0
         try:

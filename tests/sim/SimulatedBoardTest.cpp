@@ -140,6 +140,7 @@ TEST_F(SimulatedBusTest, RefusesWhatTheSPIBusWould) {
     EXPECT_EQ(Control(fd, SPI_IOC_MESSAGE(2), tooMuch), -EMSGSIZE);
     EXPECT_EQ(Control(fd, _IOW(SPI_IOC_MAGIC, 0, char[48]), both), -EINVAL);  // one and a half
     EXPECT_EQ(Control(fd, SPI_IOC_MESSAGE(1), nullptr), -EFAULT);
+    EXPECT_EQ(Control(fd, _IOW(SPI_IOC_MAGIC, 9, uint8_t), both), -ENOTTY);
     EXPECT_EQ(Result(board_.Write(fd, sent.data(), 4097)), -EMSGSIZE);
 
     EXPECT_EQ(setMode(SPI_3WIRE), 0);

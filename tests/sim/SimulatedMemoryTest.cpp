@@ -70,18 +70,6 @@ TEST_F(SimulatedMemoryTest, AnAccessToWhatIsNotMappedEndsTheProcess) {
     EXPECT_DEATH(board_.Read32(&own), "SIM: access to a word at 0x[0-9A-F]*, where nothing is mapped");
 }
 
-TEST_F(SimulatedMemoryTest, CountersGoByTheClock) {
-    board_.AddCounter(kBase + 0x40, 48000);
-    volatile uint32_t* const counter = MapPage(kBase) + 0x10;
-    board_.SetWord(kBase + 0x40, 0xFFFFFFF0);
-    now_ += 1000000;
-    EXPECT_EQ(board_.Read32(counter), 0x20u);  // 48 on
-    board_.Write32(counter, 7);
-    EXPECT_EQ(board_.Word(kBase + 0x40), 0x20u);
-    now_ += 3600ull * 1000000000;
-    EXPECT_EQ(board_.Read32(counter), 0x20u + 3600 * 48000);
-}
-
 /// The set-up of the hardware clock, by words.
 const std::vector<std::pair<size_t, uint32_t>> kSetUp = {
     {3, 1}, {4, 1}, {5, 1}, {1, 0x20}, {4, 0x20}, {0, 0x20}, {12, 24}, {9, 25}, {3, 0x0A},

@@ -17,43 +17,37 @@ UNMARKED_FUNCTION = r"(?!QUARN_API |inline |constexpr |friend )[a-zA-Z][\w:<>*& 
 root = pathlib.Path(sys.argv[1])
 offences = []
 
-room_of = dict(HEADER_ONLY)
-for room in ROOMS:
-    for source in (root / "src" / room).glob("*.cpp"):
-        room_of[source.stem] = room
+room_of = HEADER_ONLY | {source.stem: room for room in ROOMS for source in (root / "src" / room).glob("*.cpp")}
+
+
+def includes(path, pattern):
+    """Where the path includes what the pattern matches, and its first group."""
+    for number, line in enumerate(path.read_text().splitlines(), 1):
+        if found := re.match(rf"\s*#\s*include {pattern}", line):
+            yield f"{path}:{number}", found[1]
 
 
 def check_includes(path, room):
-    for number, line in enumerate(path.read_text().splitlines(), 1):
-        public = re.match(r"\s*#\s*include <quarn/(\w+)\.h>", line)
-        private = re.match(r'\s*#\s*include "(\w+)/', line)
-        if re.match(r"\s*#\s*include <quarn/sim/", line):
-            offences.append(f"{path}:{number}: {room} includes from the simulated board")
-        if public and public[1] not in room_of:
-            offences.append(f"{path}:{number}: {public[1]}.h belongs to no room")
-            continue
-        used = room_of[public[1]] if public else private[1] if private else None
-        if used in ROOMS and ROOMS.index(used) > ROOMS.index(room):
-            offences.append(f"{path}:{number}: {room} includes from {used}")
+    used = [(place, room_of.get(header, "no room")) for place, header in includes(path, r"<quarn/(\w+)\.h>")]
+    used += includes(path, r'"(\w+)/')
+    for place, other in used:
+        if other not in ROOMS or ROOMS.index(other) > ROOMS.index(room):
+            offences.append(f"{place}: {room} includes from {other}")
+    offences.extend(f"{place}: {room} includes from the simulated board" for place, _ in includes(path, "(<quarn/sim/)"))
 
 
-headers = sorted((root / "include/quarn").glob("*.h"))
+headers = sorted(set((root / "include/quarn").glob("*.h")) - {root / "include/quarn/quarn.h"})
 for header in headers:
-    if header.stem == "quarn":
-        continue
-    if header.stem not in room_of:
-        offences.append(f"{header}: no source file, so no room")
-    else:
+    if header.stem in room_of:
         check_includes(header, room_of[header.stem])
+    else:
+        offences.append(f"{header}: no source file, so no room")
 for room in ROOMS:
     for path in sorted((root / "src" / room).glob("*.*")):
         check_includes(path, room)
-
 for path in sorted((root / "sim").glob("**/*.*")):
-    for number, line in enumerate(path.read_text().splitlines(), 1):
-        used = re.match(r'\s*#\s*include "([^"]*)"', line)
-        if used and not (path.parent / used[1]).is_file():
-            offences.append(f"{path}:{number}: the simulated board includes {used[1]}, which is not its own")
+    offences += [f"{place}: the simulated board includes {used}, which is not its own"
+                 for place, used in includes(path, '"([^"]*)"') if not (path.parent / used).is_file()]
 
 # Unmarked, they would be missing from shared libraries.
 for path in headers + sorted((root / "sim/include").glob("**/*.h")):
@@ -61,10 +55,9 @@ for path in headers + sorted((root / "sim/include").glob("**/*.h")):
         if re.match(r"(class|struct) (?!QUARN_API )[^;]*$", line) or re.match(UNMARKED_FUNCTION, line):
             offences.append(f"{path}:{number}: lacks QUARN_API")
 
-included = re.findall(r"#include <quarn/(\w+)\.h>", (root / "include/quarn/quarn.h").read_text())
-expected = [header.stem for header in headers if header.stem != "quarn"]
-if included != expected:
-    offences.append(f"quarn.h does not include exactly the public headers in order: {set(included) ^ set(expected)}")
+included = [used for _, used in includes(root / "include/quarn/quarn.h", r"<quarn/(\w+)\.h>")]
+if included != [header.stem for header in headers]:
+    offences.append("quarn.h does not include exactly the public headers in order")
 
 minimal = (root / "examples/minimal/main.cpp").read_text()
 if f"```cpp\n{minimal}```" not in (root / "README.md").read_text():
