@@ -2,55 +2,66 @@
 
 #include <quarn/MonitorException.h>
 
+#include <stdio.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <functional>
 #include <string>
 #include <thread>
-#include <utility>
 
 namespace endurance {
 
-/// Does something over and over, on a thread of its own, until it fails or is ended.
+inline std::atomic<bool> hasFailed{false};
+
+inline void Fail(const std::string& reason) {
+    printf("FAILED: %s\n", reason.c_str());
+    hasFailed = true;
+}
+
+/// What a main() that does the work returns. Exceptions are failures.
+inline int StatusOf(const std::function<void()>& work) {
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    try {
+        work();
+    } catch (const quarn::MonitorException& e) {
+        Fail(e.Description());
+    }
+    return hasFailed;
+}
+
+/// Does something over and over, on a thread of its own, until it is ended or fails by a MonitorException.
 class Chore {
 public:
-    /// `work` fails by throwing MonitorException.
-    Chore(std::string name, uint32_t pauseMs, std::function<void()> work)
-        : name_(std::move(name)), thread_([this, pauseMs, work] { Run(pauseMs, work); }) {}
+    Chore(const std::string& name, uint32_t pauseMs, const std::function<void()>& work)
+        : thread_([this, name, pauseMs, work] { Run(name, pauseMs, work); }) {}
     ~Chore() { End(); }
     Chore(const Chore&) = delete;
     Chore& operator=(const Chore&) = delete;
 
-    /// The reason for which it failed, or an empty text.
-    std::string End() {
+    void End() {
         isEnding_ = true;
         if (thread_.joinable())
             thread_.join();
-        return failure_;
     }
-    bool HasFailed() const { return hasFailed_; }
-    uint64_t Rounds() const { return rounds_; }
-    const std::string& Name() const { return name_; }
 
 private:
-    void Run(uint32_t pauseMs, const std::function<void()>& work) {
+    void Run(const std::string& name, uint32_t pauseMs, const std::function<void()>& work) {
+        uint64_t rounds = 0;
         try {
-            for (; !isEnding_; ++rounds_) {
+            for (; !isEnding_; ++rounds) {
                 work();
                 usleep(pauseMs * 1000);
             }
+            printf("%s: %lu rounds\n", name.c_str(), rounds);
         } catch (const quarn::MonitorException& e) {
-            failure_ = name_ + ": " + e.Description();
-            hasFailed_ = true;
+            Fail(name + ": " + e.Description());
         }
+        if (rounds == 0)
+            Fail(name + " did nothing");
     }
 
-    const std::string name_;
-    std::string failure_;
-    std::atomic<bool> hasFailed_{false};
     std::atomic<bool> isEnding_{false};
-    std::atomic<uint64_t> rounds_{0};
     std::thread thread_;
 };
 

@@ -2,16 +2,14 @@
 
 #include <quarn/LocalTime.h>
 #include <quarn/MonitorException.h>
-#include <quarn/Sentence.h>
-#include <quarn/SentenceDetails.h>
 #include <quarn/Text.h>
-#include <quarn/VariableDetails.h>
 
-#include "ctl/UnitClient.h"
 #include "endurance/Chore.h"
+#include "examples/Ask.h"
+
+#include <stdlib.h>
 
 #include <algorithm>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,42 +32,27 @@ inline std::string Describe(Latencies times) {
 class HonestPeer {
 public:
     HonestPeer(const unit::Endpoint& unit, const std::string& key, uint32_t pauseMs)
-        : unit_(unit), key_(key), chore_(key, pauseMs, [this] { SetAndAsk(); }) {}
+        : key_(key), client_(unit, 5000), chore_(key, pauseMs, [this] { SetAndAsk(); }) {}
 
-    /// Ends the thread and adds the times from setting to having read back. The reason for which it ended before, or
-    /// an empty text.
-    std::string End(Latencies& times) {
-        const std::string failure = chore_.End();
+    /// Ends the thread and adds the times from setting to having read back.
+    void End(Latencies& times) {
+        chore_.End();
         times.insert(times.end(), times_.begin(), times_.end());
-        return failure;
     }
 
 private:
     void SetAndAsk() {
-        if (!client_)
-            client_.emplace(unit_, 5000);
         const uint32_t value = ++count_ % 60000;  // fits each variable that a peer counts in
-        const quarn::VariableDetails& variable = client_->Dictionary().Find(key_);
-        const quarn::VariantValue wanted(variable.GetType(), std::to_string(value));
         const uint64_t start = quarn::Tick();
-        client_->Set(variable, wanted);
-        client_->Say(unit::QUERY, {quarn::VariantValue(key_)});
-        std::string got = "nothing";
-        for (uint32_t tag = 0; tag != unit::DONE;) {
-            const auto sentence = client_->Receive(30000);
-            tag = sentence ? sentence->GetDetails().GetTag() : 0;
-            if (tag == unit::VALUE)
-                got = sentence->Word(2).As<std::string>();
-        }
+        unit::Set(client_, key_, std::to_string(value));
+        const std::string got = unit::Ask(client_, key_);
         times_.push_back(quarn::Tick() - start);
-        if (got != wanted.ToString())
-            throw quarn::MonitorException("%s is \"%s\" after setting it to %u", key_.c_str(), got.c_str(),
-                                          value);
+        if (strtod(got.c_str(), nullptr) != value)
+            throw quarn::MonitorException("it is \"%s\" after setting it to %u", got.c_str(), value);
     }
 
-    const unit::Endpoint unit_;
     const std::string key_;
-    std::optional<unit::UnitClient> client_;
+    unit::UnitClient client_;
     uint32_t count_ = 0;
     Latencies times_;
     Chore chore_;

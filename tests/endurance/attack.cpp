@@ -3,7 +3,6 @@
 /// usage: attack QUARN-UNIT SECONDS [CONNECTIONS]
 
 #include <quarn/LocalTime.h>
-#include <quarn/MonitorException.h>
 
 #include "ctl/ConsoleClient.h"
 #include "endurance/Attackers.h"
@@ -20,8 +19,7 @@ namespace endurance {
 namespace {
 
 constexpr size_t kSparePeers = 64;  // for the honest ones, too
-constexpr uint32_t kConsoleMs = 30000;
-constexpr uint32_t kCalmMs = 30000;
+constexpr uint32_t kPatienceMs = 30000;
 // What may be held per hostile connection, at most: a backlog each way, and the garbage that is being looked through.
 constexpr size_t kAllowedKiBPerConnection = 512;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -30,37 +28,29 @@ constexpr size_t kAllowedKeptKiB = 1 << 20;  // the sanitizer's own memory
 constexpr size_t kAllowedKeptKiB = 2048;  // that the allocator does not give back
 #endif
 
-bool failed = false;
-
-void Fail(const std::string& reason) {
-    printf("FAILED: %s\n", reason.c_str());
-    failed = true;
-}
-
 /// Reports on the work of four honest peers and a console client for so long.
 void WorkHonestly(const UnitProcess& unit, uint32_t seconds, const char* when) {
     Latencies messages, answers;
     std::vector<std::unique_ptr<HonestPeer>> peers;
     for (const char* key : {"rf.squelch-level", "rf.frequency-khz", "audio.delay-samples", "audio.gain-db"})
         peers.push_back(std::make_unique<HonestPeer>(unit.Where("listens"), key, 10));
-    unit::ConsoleClient console(unit.Where("has its console"), kConsoleMs);
+    unit::ConsoleClient console(unit.Where("has its console"), kPatienceMs);
     const uint64_t start = quarn::Tick();
     while (quarn::MillisecondsSince(start) < uint64_t{seconds} * 1000) {
         const uint64_t asked = quarn::Tick();
-        if (console.Execute("var show rf.channel", kConsoleMs) != std::list<std::string>{"rf.channel = 1"})
+        if (console.Execute("var show rf.channel", kPatienceMs) != std::list<std::string>{"rf.channel = 1"})
             Fail("the console gave a wrong answer");
         answers.push_back(quarn::Tick() - asked);
         usleep(100000);
     }
     for (const auto& peer : peers)
-        if (const std::string reason = peer->End(messages); !reason.empty())
-            Fail(reason);
+        peer->End(messages);
     printf("%s: messages %s; console %s\n", when, Describe(messages).c_str(), Describe(answers).c_str());
 }
 
 /// Waits until the unit holds the descriptors, and at most so much memory, which it gives back once a second.
 bool IsBackTo(const UnitProcess& unit, size_t descriptors, size_t residentKiB) {
-    for (const uint64_t start = quarn::Tick(); quarn::MillisecondsSince(start) < kCalmMs; usleep(50000)) {
+    for (const uint64_t start = quarn::Tick(); quarn::MillisecondsSince(start) < kPatienceMs; usleep(50000)) {
         const Footprint now = unit.Measure();
         if (now.descriptors == descriptors && now.residentKiB <= residentKiB)
             return true;
@@ -106,11 +96,6 @@ int main(int argc, char** argv) {
         fprintf(stderr, "usage: attack QUARN-UNIT SECONDS [CONNECTIONS]\n");
         return 2;
     }
-    setvbuf(stdout, nullptr, _IOLBF, 0);
-    try {
-        endurance::Run(argv[1], uint32_t(atoi(argv[2])), argc > 3 ? size_t(atoi(argv[3])) : 200);
-    } catch (const quarn::MonitorException& e) {
-        endurance::Fail(e.Description());
-    }
-    return endurance::failed ? 1 : 0;
+    const size_t connections = argc > 3 ? size_t(atoi(argv[3])) : 200;
+    return endurance::StatusOf([&] { endurance::Run(argv[1], uint32_t(atoi(argv[2])), connections); });
 }

@@ -2,7 +2,7 @@
 
 #include "common/ReceiverVariables.h"
 #include "ctl/ConsoleClient.h"
-#include "ctl/UnitClient.h"
+#include "examples/Ask.h"
 #include "support/CountDescriptors.h"
 #include "support/DebugCapture.h"
 #include "support/DescriptorLimit.h"
@@ -66,8 +66,7 @@ TEST(ExhaustionTest, ServersWithoutDescriptorsWaitAndComeBack) {
     unit.Start();
     ExpectCalmWithoutDescriptors(debug, unit.GetPort(), "Accepting nobody for a while: ", [&] {
         UnitClient client({kLoopback, unit.GetPort()}, kAnswerMs);
-        client.Say(QUERY, {quarn::VariantValue("rf.channel")});
-        return client.Receive(kAnswerMs) != nullptr;
+        return Ask(client, "rf.channel") == "1";
     });
     unit.Stop();
 
@@ -131,11 +130,8 @@ TEST(ExhaustionTest, AFullDiskCostsTheSettingsNotTheUnit) {
     unit.Start();
     UnitClient client({kLoopback, unit.GetPort()}, kAnswerMs);
     const auto nameBecomes = [&](const std::string& name) {
-        client.Set(client.Dictionary().Find("unit.name"), name);
-        client.Say(QUERY, {quarn::VariantValue("unit.name")});
-        const std::string now = client.Receive(kAnswerMs)->Word(2).As<std::string>();
-        client.Receive(kAnswerMs);
-        return now == name;
+        Set(client, "unit.name", name);
+        return Ask(client, "unit.name") == name;
     };
     {
         const quarn::test::FileSizeLimit fullDisk(4096);

@@ -1,7 +1,7 @@
 #include <quarn/quarn.h>
 
 #include "connections/Loopback.h"
-#include "ctl/UnitClient.h"
+#include "examples/Ask.h"
 #include "support/DebugCapture.h"
 #include "support/Eventually.h"
 #include "support/TempDirectory.h"
@@ -43,23 +43,6 @@ struct RunningUnit {
 
     Unit unit;
 };
-
-std::string Ask(UnitClient& client, const std::string& key) {
-    client.Say(QUERY, {VariantValue(key)});
-    std::string text = "(no answer)";
-    for (;;) {
-        const auto sentence = client.Receive(kDeadlineMs);
-        if (sentence && sentence->GetDetails().GetTag() == VALUE)
-            text = sentence->Word(2).As<std::string>();
-        if (sentence && sentence->GetDetails().GetTag() == DONE)
-            return text;
-    }
-}
-
-void Set(UnitClient& client, const std::string& key, const std::string& text) {
-    const quarn::VariableDetails& variable = client.Dictionary().Find(key);
-    client.Set(variable, VariantValue(variable.GetType(), text));
-}
 
 bool Becomes(UnitClient& client, const std::string& key, const std::string& text) {
     return Eventually([&] { return Ask(client, key) == text; });

@@ -2,10 +2,9 @@
 """Computes the examples of bytes in the pages about formats, apart from the library.
 
 usage: documented_bytes_test.py SOURCE-FOLDER"""
-import re
 import struct
 
-from documented_formats import (ROOT, VALUES, VARIABLES, bulk_transfer, byte_blocks, check, clock_datagram,
+from documented_formats import (VALUES, VARIABLES, bulk_transfer, byte_blocks, check, clock_datagram,
                                 gpio_sentence, message_in_layout, peer, rows, sentence, slip_frame, storage_block, u32)
 
 check("formats.md: checksums", rows("formats.md", r"\| of the nine bytes `123456789` \| (\w+) \| (\w+) \|", 1)[0],
@@ -13,9 +12,6 @@ check("formats.md: checksums", rows("formats.md", r"\| of the nine bytes `123456
 for kind, value, blob in VALUES:
     check(f"formats.md: {kind}", peer.encode_value(kind, value), blob)
     check(f"formats.md: {kind} back", peer.decode_value(kind, blob), value)
-codes = re.findall(r"([A-Z]\w+) = (\d+)", (ROOT / "include/quarn/VariantType.h").read_text())
-check("formats.md: codes of types", rows("formats.md", r"\| (\d+) \| (\w+) \| .*", 18),
-      [(code, kind) for kind, code in codes if kind != "NONE"])
 check("unit.md: variables", {int(tag, 16): (key, kind) for tag, key, kind, _ in VARIABLES}, peer.VARIABLES)
 
 for sync, start, crc, shortest in rows(
@@ -24,9 +20,6 @@ for sync, start, crc, shortest in rows(
     header = struct.calcsize(fields) + 2 * has_header_crc
     check(f"messages.md: layout {sync}", (int(start), crc, int(shortest)),
           (header, trailing.__name__.upper(), header + len(trailing(b""))))
-for payload, total, start in rows("messages.md", r"\| (\d+) bytes \| (\d+) \| `([0-9A-F ]+)` \|", 4):
-    message = peer.encode_message(1, bytes(int(payload)))
-    check(f"messages.md: {payload} bytes", (len(message), message.hex(" ").upper()[:len(start)]), (int(total), start))
 
 words = [struct.pack(">H", 5), b"FM", u32(470000)]
 expected = {

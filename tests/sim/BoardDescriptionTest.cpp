@@ -1,4 +1,3 @@
-#include <quarn/MicrosecondClockHardware.h>
 #include <quarn/sim/SimulatedBoard.h>
 
 #include "support/DebugCapture.h"
@@ -18,30 +17,20 @@ using testing::ElementsAre;
 
 TEST(BoardDescriptionTest, AddsWhatTheFileSays) {
     const TempDirectory folder;
-    folder.Write("board.sim", R"(# A board.
+    folder.Write("board.sim", R"(# What examples/board.conf does not look at.
 [i2c]
-i2c-1 0x21 registers 8
 i2c-1 0x50 eeprom 4096 32
-[i2c-rights]
-i2c-1 0x21 2-3 r
-i2c-1 0x21 4 -
 [i2c-values]
-i2c-1 0x21 2 0xAB 0xCD
-i2c-1 0x50 4095 7
-[spi]
-spidev0.0 loopback
-spidev0.1 shift 2
+i2c-1 0x50 4094 0xAB 0xCD
 [gpio]
 chip logic 16
 chip "front panel" 2
-drive logic 3 1
 wire logic 3 "front panel" 0
+drive logic 3 1
 hold logic 5 kernel
 [memory]
-0xA0000000 8192
-word 0xA0001000 0xFFFFFFFF
+0xA0000000 4096
 counter 0xA0000800 1000
-timer 0xA0000000
 [storage]
 eeprom /dev/eeprom 128
 mtd persist 8192 4096 )" + folder.File("flash"));
@@ -51,21 +40,14 @@ mtd persist 8192 4096 )" + folder.File("flash"));
     DebugCapture printed;
     board.Load(folder.File("board.sim"));
     EXPECT_THAT(printed.Lines(), testing::IsEmpty());
-
-    EXPECT_EQ(board.I2CByte("i2c-1", 0x21, 3), 0xCD);
+    EXPECT_EQ(board.I2CByte("i2c-1", 0x50, 4095), 0xCD);
     EXPECT_TRUE(board.LineLevel("front panel", 0));
     EXPECT_EQ(board.LineConsumer("logic", 5), "kernel");
-    EXPECT_EQ(board.Word(0xA0001000), 0xFFFFFFFFu);
     board.SetWord(0xA0000800, 0xFFFFFFF0);
     now = 2000000000;
     EXPECT_EQ(board.Word(0xA0000800), 2000u - 16);
-    const MicrosecondClockHardware clock(0xA0000000, board);
-    now += 5000;
-    EXPECT_EQ(clock.GetMicrosecondClock(), 5u);
     EXPECT_EQ(folder.Read("flash").size(), 8192u);
     EXPECT_EQ(board.FileSize("/dev/eeprom"), 128);
-    for (const char* node : {"/dev/spidev0.0", "/dev/spidev0.1", "/dev/mtd0"})
-        EXPECT_EQ(board.FileSize(node), 0) << node;
 }
 
 TEST(BoardDescriptionTest, SaysWhereTheFileIsWrongAndGoesOn) {
