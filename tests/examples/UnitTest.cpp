@@ -65,6 +65,8 @@ TEST(UnitTest, TellsSubscribersOfChanges) {
     Set(client, "rf.channel", "1");      // it is that already
     Set(client, "audio.outputs", "main \"front left\"");
     EXPECT_EQ(told(), "audio.outputs = main front left");
+    Set(client, "audio.outputs", "analog digital");
+    EXPECT_EQ(told(), "audio.outputs = analog digital");
     EXPECT_EQ(Ask(client, "audio.gain-db"), "-3.000000");
 }
 
