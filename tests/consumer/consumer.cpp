@@ -1,5 +1,5 @@
 /// Uses what has to work across the border of a shared library: an exception of the library and one of ours through its
-/// frames, classes that derive from its classes, its template and inline code, and the simulated board.
+/// frames, a class that derives from one of its classes, its template and inline code, and the simulated board.
 
 #include <quarn/quarn.h>
 #include <quarn/sim/SimulatedBoard.h>
@@ -7,7 +7,6 @@
 #include <stdio.h>
 #include <tinyxml2.h>
 
-#include <atomic>
 #include <stdexcept>
 
 namespace {
@@ -20,13 +19,6 @@ void Expect(bool holds, const char* what) {
         ++failures;
     }
 }
-
-struct Greeter final : quarn::Worker {
-    Greeter() : Worker(nullptr, "greeter") {}
-    bool Work() override { return greeted = true; }
-
-    std::atomic<bool> greeted = false;
-};
 
 struct Refuser final : quarn::Accessor {
     std::set<std::string> GetConsoleCommands(bool) const override { return {"refuse"}; }
@@ -59,22 +51,10 @@ void TryExceptions() {
     }
 }
 
-void TryWorker() {
-    Greeter greeter;
-    greeter.Start();
-    greeter.Wake();
-    const uint64_t began = quarn::Tick();
-    while (!greeter.greeted && quarn::MillisecondsSince(began) < 10000)
-        quarn::WorkerLock lock(&greeter);
-    greeter.Stop();
-    Expect(greeter.greeted, "a worker of ours");
-}
-
 }  // namespace
 
 int main() {
     TryExceptions();
-    TryWorker();
     const std::vector<std::string> words = {"1", "0xFF"};
     Expect(quarn::ParseByteVector(words.begin(), words.end()) == std::vector<uint8_t>{1, 255}, "a template");
     quarn::sim::SimulatedBoard board;
