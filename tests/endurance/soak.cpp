@@ -30,7 +30,7 @@ using quarn::Format;
 using quarn::MonitorException;
 
 constexpr uint32_t kAnswerMs = 30000;
-constexpr uint64_t kLookMs = 1000;
+constexpr uint32_t kLookUs = 1000000;
 constexpr uint64_t kWatchdogLimitUs = 2000000;  // eight reports, on a machine that may be busy
 constexpr size_t kAllowedGrowthKiB = 512;
 constexpr int64_t kAllowedClockErrorUs = 50000;
@@ -111,6 +111,32 @@ void CheckGrowth(const char* name, const std::vector<Footprint>& samples) {
     }
 }
 
+/// Looks at both units, over and over, until the time is over or something has failed.
+void LookAt(const UnitProcess& a, const UnitProcess& b, WatchdogService& watchdog, uint64_t forMs) {
+    struct {
+        const char* name;
+        const UnitProcess& unit;
+        std::vector<Footprint> samples;
+    } looked[] = {{"a", a, {}}, {"b", b, {}}};
+    const uint64_t start = quarn::Tick();
+    for (; !hasFailed && quarn::MillisecondsSince(start) < forMs; usleep(kLookUs)) {
+        for (auto& [name, unit, samples] : looked) {
+            samples.push_back(unit.Measure());
+            const uint64_t gap = watchdog.TakeLongestGapUs(name);
+            if (gap > kWatchdogLimitUs)
+                Fail(Format("%s did not report to its watchdog for %lu ms", name, gap / 1000));
+            if (!unit.IsAlive())
+                Fail(Format("%s is gone", name));
+        }
+        const int64_t error = ClockOffsetUs(b) - ClockOffsetUs(a);
+        if (std::abs(error) > kAllowedClockErrorUs && quarn::MillisecondsSince(start) > 30000)
+            Fail(Format("b's clock is %ld us off", error));
+    }
+    for (const auto& [name, unit, samples] : looked)
+        if (!samples.empty())
+            CheckGrowth(name, samples);
+}
+
 void Run(const std::string& programs, uint32_t minutes) {
     const quarn::test::TempDirectory folder;
     std::mt19937 random(1);
@@ -152,38 +178,12 @@ void Run(const std::string& programs, uint32_t minutes) {
             throw MonitorException("quarn-ctl push: %s", folder.Read("push-output").c_str());
     });
 
-    std::vector<Footprint> samplesOfA, samplesOfB;
-    const auto look = [&](const char* name, const UnitProcess& unit, std::vector<Footprint>& samples) {
-        samples.push_back(unit.Measure());
-        const uint64_t gap = watchdog.TakeLongestGapUs(name);
-        if (gap > kWatchdogLimitUs)
-            Fail(Format("%s did not report to its watchdog for %lu ms", name, gap / 1000));
-        if (!unit.IsAlive())
-            Fail(Format("%s is gone", name));
-    };
-    const uint64_t started = quarn::Tick();
-    uint64_t looks = 0;
-    do {
-        if (quarn::MillisecondsSince(started) < looks * kLookMs) {
-            usleep(100000);
-            continue;
-        }
-        look("a", *a, samplesOfA);
-        look("b", *b, samplesOfB);
-        if (++looks * kLookMs < 30000)
-            continue;
-        const int64_t error = ClockOffsetUs(*b) - ClockOffsetUs(*a);
-        if (std::abs(error) > kAllowedClockErrorUs)
-            Fail(Format("b's clock is %ld us off", error));
-    } while (!hasFailed && quarn::MillisecondsSince(started) < uint64_t{minutes} * 60000);
-
+    LookAt(*a, *b, watchdog, uint64_t{minutes} * 60000);
     Latencies times;
     for (HonestPeer& peer : peers)
         peer.End(times);
     chores.clear();
     printf("messages: %s\n", Describe(times).c_str());
-    CheckGrowth("a", samplesOfA);
-    CheckGrowth("b", samplesOfB);
     if (b->End() != 0 || a->End() != 0)
         Fail("a unit did not end cleanly");
     if (folder.Read("inbox/image") != image)
