@@ -1,108 +1,71 @@
-#include <quarn/Accessor.h>
 #include <quarn/Accessors.h>
 #include <quarn/MonitorException.h>
 
-#include "support/DebugCapture.h"
-#include "support/HeapInUse.h"
-#include "support/TempDirectory.h"
-#include "support/ThrownMessage.h"
-
-#include <gtest/gtest.h>
+#include "devices/DeviceTest.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <random>
+#include <functional>
 #include <stdexcept>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
 
-using test::DebugCapture;
-using test::HeapInUse;
-using test::TempDirectory;
-using test::ThrownMessage;
-
-using Lines = std::list<std::string>;
+using Names = std::set<std::string>;
 
 // Claims what it is told to, notes what it is given, and fails on request.
 class ScriptedAccessor final : public Accessor {
 public:
-    ScriptedAccessor(std::set<std::string> commandNames, std::set<std::string> help,
-                     std::set<std::string> sectionNames)
-        : commands_(std::move(commandNames)), help_(std::move(help)), sections_(std::move(sectionNames)) {}
+    ScriptedAccessor(Names commands, Names sections, Names help = {})
+        : commands_(std::move(commands)), sections_(std::move(sections)), help_(std::move(help)) {}
 
-    std::set<std::string> GetConsoleCommands(bool withDescriptions) const override {
+    Names GetConsoleCommands(bool withDescriptions) const override {
         return withDescriptions ? help_ : commands_;
     }
-    std::set<std::string> GetConfigurationSections() const override { return sections_; }
+    Names GetConfigurationSections() const override { return sections_; }
     void Configure(const std::string& section, const std::vector<std::string>& words) override {
-        Note(section, words);
-        FailOn(words[0]);
+        Take(section, words);
     }
-    Lines Execute(const std::string& command, const std::vector<std::string>& words) override {
-        Note(command, words);
-        FailOn(words.empty() ? "" : words[0]);
+    Response Execute(const std::string& command, const std::vector<std::string>& words) override {
+        Take(command, words);
         return {"done", "%s"};
     }
 
-    std::vector<std::string> notes;
+    Lines notes;
+    std::function<void()> act = [] {};
 
 private:
-    void Note(const std::string& what, const std::vector<std::string>& words) {
-        notes.push_back(what);
+    void Take(std::string note, const std::vector<std::string>& words) {
         for (const std::string& word : words)
-            notes.back() += "|" + word;
-    }
-    static void FailOn(const std::string& word) {
-        if (word == "bad")
+            note += "|" + word;
+        notes.push_back(note);
+        act();
+        if (note.ends_with("|bad"))
             throw MonitorException("I2C: bad %%s");
-        if (word == "worse")
+        if (note.ends_with("|worse"))
             throw std::out_of_range("far out");
-        if (word == "worst")
-            throw 5;
     }
 
-    const std::set<std::string> commands_, help_, sections_;
-};
-
-// From its first line on nothing can be read of the file that has this descriptor.
-class Saboteur final : public Accessor {
-public:
-    explicit Saboteur(int file) : file_(file) {}
-    std::set<std::string> GetConfigurationSections() const override { return {"s"}; }
-    void Configure(const std::string&, const std::vector<std::string>& words) override {
-        taken.push_back(words[0]);
-        const int unreadable = open("/dev/null", O_WRONLY);
-        dup2(unreadable, file_);
-        close(unreadable);
-    }
-
-    std::vector<std::string> taken;
-
-private:
-    const int file_;
+    const Names commands_, sections_, help_;
 };
 
 TEST(AccessorsTest, KeepsWhatWasEnteredBeforeAClash) {
-    ScriptedAccessor first({"c", "m"}, {}, {"s"});
-    ScriptedAccessor second({"a", "m", "z"}, {}, {"t"});
-    ScriptedAccessor third({"y"}, {}, {"r", "s", "u"});
+    ScriptedAccessor first({"c", "m"}, {"s"}), second({"a", "m", "z"}, {"t"}), third({"y"}, {"r", "s"});
     Accessors accessors;
     accessors.Add(first);
     EXPECT_EQ(ThrownMessage([&] { accessors.Add(second); }),
               "Multiple accessors claim console command \"m\"");
     EXPECT_EQ(ThrownMessage([&] { accessors.Add(third); }),
               "Multiple accessors claim configuration section \"s\"");
-    EXPECT_EQ(accessors.Execute("a 1"), (Lines{"done", "%s", "\x04"}));
-    EXPECT_EQ(accessors.Execute("m"), (Lines{"done", "%s", "\x04"}));
-    EXPECT_EQ(accessors.Execute("z"), (Lines{"unrecognized command (\"help\" for help)", "\x04"}));
-    EXPECT_EQ(accessors.Execute("y"), (Lines{"done", "%s", "\x04"}));
-    EXPECT_EQ(second.notes, std::vector<std::string>{"a|1"});
-    EXPECT_EQ(first.notes, std::vector<std::string>{"m"});
+    for (const char* line : {"a 1", "m", "y"})
+        EXPECT_EQ(accessors.Execute(line), (Response{"done", "%s", "\x04"}));
+    EXPECT_EQ(accessors.Execute("z"), (Response{"unrecognized command (\"help\" for help)", "\x04"}));
+    EXPECT_EQ(first.notes, Lines{"m"});
 }
 
 TEST(AccessorsTest, ConfiguresLineByLine) {
+    const std::string longest(1048576, 'y');
     const TempDirectory directory;
     directory.Write("c",
                     "early line\n"                        // 1
@@ -110,80 +73,66 @@ TEST(AccessorsTest, ConfiguresLineByLine) {
                     "[i2c]junk more # words\n"            // 4
                     "one \"two three\" # no comment\r\n"  // 5
                     "[i2c\n"                              // 6
-                    "bad 1\n"                             // 7
+                    "1 bad\n"                             // 7
                     "# don\"t\n"                          // 8
-                    "[none]x y\nskipped\nworst\n"         // 9, 10, 11
-                    "[]\nlost\n"                          // 12, 13
-                    "[spi]\n" +                           // 14
-                        std::string(1048577, 'x') +       // 15
-                        "\n" +
-                        std::string(1048576, 'y') +
-                        "\n"           // 16
-                        "\"\" last");  // 17
-    ScriptedAccessor i2c({}, {}, {"i2c"});
-    ScriptedAccessor spi({}, {}, {"spi"});
+                    "[none]x y\nworse\n"                  // 9, 10
+                    "[]\nlost\n"                          // 11, 12
+                    "[spi]\nx" +                          // 13
+                        longest +
+                        "\n" + longest +  // 14, 15
+                        "\n\"\" last");   // 16
+    ScriptedAccessor i2c({}, {"i2c"}), spi({}, {"spi"});
     Accessors accessors;
     accessors.Add(i2c);
     accessors.Add(spi);
-    const std::string path = directory.File("c");
-    DebugCapture errors(DEBUG_ERR);
-    accessors.Configure(path);
-    EXPECT_EQ(i2c.notes, (std::vector<std::string>{"i2c|one|two three|#|no|comment", "i2c|bad|1"}));
-    EXPECT_EQ(spi.notes, (std::vector<std::string>{"spi|" + std::string(1048576, 'y'), "spi||last"}));
-    EXPECT_EQ(errors.Lines(),
-              (std::vector<std::string>{
-                  path + ":1: Configuration line outside section", path + ":6: Malformed section selector",
-                  path + ":7: I2C: bad %s", path + ":8: Double-quote within token",
-                  path + ":13: Configuration line outside section", path + ":15: Line is too long"}));
-    DebugCapture warnings(DEBUG_WARN);
-    accessors.Configure(path);
-    EXPECT_EQ(warnings.Lines(),
-              (std::vector<std::string>{path + ":9: Configuration section \"[none]x\" not used",
-                                        path + ":12: Configuration section \"[]\" not used"}));
+    DebugCapture debug(DEBUG_ERR | DEBUG_WARN);
+    accessors.Configure(directory.File("c"));
+    EXPECT_EQ(i2c.notes, (Lines{"i2c|one|two three|#|no|comment", "i2c|1|bad"}));
+    EXPECT_EQ(spi.notes, (Lines{"spi|" + longest, "spi||last"}));
+    Lines expected = {":1: Configuration line outside section",
+                      ":6: Malformed section selector",
+                      ":7: I2C: bad %s",
+                      ":8: Double-quote within token",
+                      ":9: Configuration section \"[none]x\" not used",
+                      ":11: Configuration section \"[]\" not used",
+                      ":12: Configuration line outside section",
+                      ":14: Line is too long"};
+    for (std::string& line : expected)
+        line.insert(0, directory.File("c"));
+    EXPECT_EQ(debug.Lines(), expected);
 }
 
-TEST(AccessorsTest, StopsConfiguringOnlyWhenItCannotGoOn) {
+TEST(AccessorsTest, StopsConfiguringOnlyWhereItCannotGoOn) {
     const TempDirectory directory;
-    directory.Write("c", "[i2c]\na\nworse\nb\n");
-    ScriptedAccessor i2c({}, {}, {"i2c"});
+    directory.Write("c", "[s]\na\nworse\nb\n");
+    directory.Write("cut", "[s]\nfirst\n" + std::string(100000, 'x'));
+    ScriptedAccessor accessor({}, {"s"});
     Accessors accessors;
-    accessors.Add(i2c);
+    accessors.Add(accessor);
     EXPECT_THROW(accessors.Configure(directory.File("c")), std::out_of_range);
-    EXPECT_EQ(i2c.notes, (std::vector<std::string>{"i2c|a", "i2c|worse"}));
     EXPECT_EQ(ThrownMessage([&] { accessors.Configure(directory.File("d")); }),
               "Could not open " + directory.File("d") + " for reading");
     DebugCapture debug;
-    accessors.Configure(directory.Path());
-    EXPECT_EQ(debug.Lines(),
-              std::vector<std::string>{directory.Path() + ":1: Could not read on: Is a directory"});
-}
-
-TEST(AccessorsTest, TakesNoPieceForALineWhereReadingFails) {
-    const TempDirectory directory;
-    directory.Write("c", "[s]\nfirst\n" + std::string(100000, 'x'));
-    DebugCapture debug;
     const int next = open("/dev/null", O_RDONLY);
     close(next);
-    Saboteur saboteur(next);
-    Accessors accessors;
-    accessors.Add(saboteur);
-    accessors.Configure(directory.File("c"));
-    EXPECT_EQ(saboteur.taken, std::vector<std::string>{"first"});
-    EXPECT_EQ(debug.Lines(),
-              std::vector<std::string>{directory.File("c") + ":3: Could not read on: Bad file descriptor"});
+    accessor.act = [next] { close(next); };  // the file that is being read
+    accessors.Configure(directory.File("cut"));
+    EXPECT_EQ(debug.Lines(), Lines{directory.File("cut") + ":3: Could not read on: Bad file descriptor"});
+    EXPECT_EQ(accessor.notes, (Lines{"s|a", "s|worse", "s|first"}));  // a piece of a line is none
 }
 
 TEST(AccessorsTest, ExecutesLines) {
-    ScriptedAccessor i2c({"help", "i2c"}, {}, {});
+    ScriptedAccessor i2c({"help", "i2c"}, {}, {"b :  two: parts ", "  z:last", "alone "});
+    ScriptedAccessor other({"a"}, {}, {"alone ", "a:"});
     Accessor mute;
     Accessors accessors;
     accessors.Add(i2c);
+    accessors.Add(other);
     accessors.Add(mute);
-    struct Case {
-        const char* line;
-        Lines response;
-    };
-    const std::vector<Case> cases = {
+    // The entries are sorted before they are trimmed.
+    const Response help = {"z      last        ", "a                  ", "alone              ",
+                           "b      two: parts  ", "\x04"};
+    const std::pair<const char*, Response> cases[] = {
         {"", {"\x04"}},
         {"  #i2c", {"\x04"}},
         {" i2c \"a b\" # c", {"done", "%s", "\x04"}},
@@ -191,47 +140,15 @@ TEST(AccessorsTest, ExecutesLines) {
         {"i2c worse", {"std::exception:", "far out", "\x04"}},
         {"I2C", {"unrecognized command (\"help\" for help)", "\x04"}},
         {"i2c \"x", {"Missing closing double-quote", "\x04"}},
-        {"help", {"\x04"}},
+        {"help", help},
+        {"? b", help},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(accessors.Execute(c.line), c.response) << c.line;
-    EXPECT_EQ(i2c.notes, (std::vector<std::string>{"i2c|a b|#|c", "i2c|bad", "i2c|worse"}));
-    EXPECT_THROW(accessors.Execute("i2c worst"), int);
+    for (const auto& [line, response] : cases)
+        EXPECT_EQ(accessors.Execute(line), response) << line;
+    EXPECT_EQ(i2c.notes, (Lines{"i2c|a b|#|c", "i2c|bad", "i2c|worse"}));
     EXPECT_EQ(ThrownMessage([&] { mute.Execute("x", {}); }), "Accessor does not support command execution");
     EXPECT_EQ(ThrownMessage([&] { mute.Configure("x", {}); }), "Accessor does not support configuration");
 }
 
-TEST(AccessorsTest, HelpSortsEntriesBeforeItTrimsThem) {
-    ScriptedAccessor first({"b", "c"}, {"b :  two: parts ", "  z:last", "alone "}, {});
-    ScriptedAccessor second({"a"}, {"alone ", "a:"}, {});
-    Accessors accessors;
-    accessors.Add(first);
-    accessors.Add(second);
-    const Lines expected = {"z      last        ", "a                  ", "alone              ",
-                            "b      two: parts  ", "\x04"};
-    EXPECT_EQ(accessors.Execute("help"), expected);
-    EXPECT_EQ(accessors.Execute("? b"), expected);
-}
-
-TEST(AccessorsTest, SurvivesRandomBytes) {
-    std::minstd_rand random(4);
-    std::string bytes(10000000, '\0');
-    for (char& byte : bytes)
-        byte = static_cast<char>(random() >> 8);
-    const TempDirectory directory;
-    directory.Write("c", "[i2c]\n" + bytes + "\n[i2c]\nend");
-    ScriptedAccessor i2c({"i2c"}, {}, {"i2c"});
-    Accessors accessors;
-    accessors.Add(i2c);
-    const size_t before = HeapInUse();
-    accessors.Configure(directory.File("c"));
-    ASSERT_FALSE(i2c.notes.empty());
-    EXPECT_EQ(i2c.notes.back(), "i2c|end");
-    for (size_t start = 0; start < bytes.size(); start += 65536)
-        ASSERT_EQ(accessors.Execute(bytes.substr(start, 65536)).back(), "\x04");
-    i2c.notes = {};
-    EXPECT_LT(HeapInUse(), before + 1000000);
-}
-
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

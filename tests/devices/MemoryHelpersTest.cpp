@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 
 namespace quarn {
 namespace {
@@ -12,8 +13,7 @@ using Bytes = std::array<uint8_t, 64>;
 
 Bytes Numbered() {
     Bytes bytes;
-    for (size_t i = 0; i < bytes.size(); ++i)
-        bytes[i] = uint8_t(i + 1);
+    std::iota(bytes.begin(), bytes.end(), 1);
     return bytes;
 }
 
@@ -22,41 +22,30 @@ TEST(MemoryHelpersTest, FillsClearsAndCopiesExactlyTheRange) {
     const Bytes before = Numbered();
     for (size_t start = 0; start < 9; ++start)
         for (size_t count = 0; count < 30; ++count) {
-            Bytes cleared = before, filled = before, copied = before;
-            alignas(8) Bytes wanted = before;
+            SCOPED_TRACE(testing::Message() << start << " +" << count);
+            alignas(8) Bytes cleared = before, filled = before, copied = before, wanted = before;
             std::fill_n(wanted.begin() + start, count, 0);
-            alignas(8) Bytes aligned = before;
-            quarn_memclr(static_cast<volatile void*>(aligned.data() + start), count);
-            EXPECT_EQ(aligned, wanted) << start << " +" << count;
             quarn_memclr(cleared.data() + start, count);
-            EXPECT_EQ(cleared, wanted) << start << " +" << count;
+            EXPECT_EQ(cleared, wanted);
             std::fill_n(wanted.begin() + start, count, 0xA5);
             quarn_memset(filled.data() + start, 0xA5, count);
-            EXPECT_EQ(filled, wanted) << start << " +" << count;
+            EXPECT_EQ(filled, wanted);
             std::copy_n(before.begin() + 31, count, wanted.begin() + start);
             quarn_memcpy(copied.data() + start, before.data() + 31, count);
-            EXPECT_EQ(copied, wanted) << start << " +" << count;
+            EXPECT_EQ(copied, wanted);
         }
 }
 
-TEST(MemoryHelpersTest, CopiesOverlappingRangesInAscendingOrder) {
+TEST(MemoryHelpersTest, CopiesAscendingAndComparesTheFirstBytesOnly) {
     Bytes bytes = Numbered();
     volatile uint8_t* const first = bytes.data();
     quarn_memcpy(first + 1, bytes.data(), 8);
     EXPECT_EQ(std::count(bytes.begin(), bytes.begin() + 9, 1), 9);
-    bytes = Numbered();
-    quarn_memcpy(bytes.data(), first + 1, 8);
-    quarn_memcpy(first + 8, static_cast<volatile void*>(bytes.data() + 63), 1);
-    EXPECT_TRUE(std::equal(bytes.begin(), bytes.begin() + 8, Numbered().begin() + 1));
-    EXPECT_EQ(bytes[8], 64);
-}
 
-TEST(MemoryHelpersTest, ComparesTheFirstBytesOnly) {
     const uint8_t low[] = {1, 9}, high[] = {0x80, 0}, likeLow[] = {1, 0};
-    const volatile uint8_t* const device = low;
     EXPECT_EQ(quarn_memcmp(low, high, 1), -1);
     EXPECT_EQ(quarn_memcmp(high, low, 2), 1);
-    EXPECT_EQ(quarn_memcmp(device, likeLow, 2), 0);
+    EXPECT_EQ(quarn_memcmp(low, likeLow, 2), 0);
     EXPECT_EQ(quarn_memcmp(low, high, 0), 0);
 }
 

@@ -1,53 +1,33 @@
 #include <quarn/MemoryMapping.h>
 #include <quarn/Text.h>
-#include <quarn/sim/SimulatedBoard.h>
 
-#include "support/DebugCapture.h"
+#include "devices/DeviceTest.h"
 #include "support/TempDirectory.h"
-#include "support/ThrownMessage.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <errno.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <functional>
-
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using sim::Call;
-using sim::SimulatedBoard;
-using test::DebugCapture;
-using test::TempDirectory;
-using test::ThrownMessage;
-using testing::ElementsAre;
 
 const size_t kPage = size_t(sysconf(_SC_PAGESIZE));
 
-TEST(MemoryMappingTest, MapsThePagesOfAPhysicalRange) {
-    SimulatedBoard io;
-    io.AddMemory(2 * kPage, 2 * kPage);  // mapping more is refused, using less ends the test
-    io.SetWord(3 * kPage + 8, 0x12345678);
-    {
-        const MemoryMapping mapping(3 * kPage + 8, 4, io);
-        EXPECT_EQ(io.Read32(static_cast<volatile uint32_t*>(mapping.VolatilePtr())), 0x12345678u);
-        EXPECT_EQ(mapping.Ptr(), mapping.VolatilePtr());
-        // A range over the end of a page is there to its last byte.
-        const MemoryMapping crossing(3 * kPage - 4, 8, io);
-        EXPECT_EQ(io.Read32(static_cast<uint32_t*>(crossing.Ptr()) + 1), 0u);
-        const MemoryMapping whole(2 * kPage, 2 * kPage, io);
-        EXPECT_EQ(io.Held(), 3u);  // no descriptors
-    }
-    EXPECT_EQ(io.Held(), 0u);
-}
-
-TEST(MemoryMappingTest, ZeroClearsAllPagesAndNotTheNext) {
+TEST(MemoryMappingTest, MapsAndClearsThePagesOfAPhysicalRange) {
     SimulatedBoard io;
     io.AddMemory(0, 3 * kPage);
+    io.SetWord(kPage + 8, 0x12345678);
+    {
+        const MemoryMapping mapping(kPage + 8, 4, io);
+        EXPECT_EQ(io.Read32(static_cast<volatile uint32_t*>(mapping.VolatilePtr())), 0x12345678u);
+        EXPECT_EQ(mapping.Ptr(), mapping.VolatilePtr());
+        // A range over the end of a page is there to its last byte; using less than is mapped ends the test.
+        const MemoryMapping crossing(2 * kPage - 4, 8, io);
+        EXPECT_EQ(io.Read32(static_cast<uint32_t*>(crossing.Ptr()) + 1), 0u);
+        EXPECT_EQ(ThrownMessage([&] { MemoryMapping(kPage, 2 * kPage, io); }), kNothingThrown);
+        EXPECT_EQ(io.Held(), 2u);  // no descriptors
+    }
+    EXPECT_EQ(io.Held(), 0u);
+
     for (const uint64_t address : {kPage - 4, kPage, 2 * kPage - 4, 2 * kPage})
         io.SetWord(address, 0xFFFFFFFF);
     MemoryMapping(kPage + 12, 4, io).Zero();
@@ -74,56 +54,44 @@ TEST(MemoryMappingTest, MapsAFileOfWholePages) {
 }
 
 TEST(MemoryMappingTest, SaysWhatFailedAndLeavesNothingOpen) {
-    const auto physical = [](SimulatedBoard& io) { MemoryMapping(2 * kPage + 8, 4, io); };
-    const auto file = [](SimulatedBoard& io) { MemoryMapping("/file", 4, io); };
-    const auto anonymous = [](SimulatedBoard& io) { MemoryMapping(4, io); };
-    const std::string last = Format("0x%zx", kPage - 1);
-    const struct {
-        std::function<void(SimulatedBoard&)> make;
-        Call call;
-        int error;
-        std::string message;
-    } cases[] = {
-        {physical, Call::OPEN, EACCES, "Could not open /dev/mem: Permission denied"},
-        {physical, Call::MAP, EPERM,
-         Format("mmap failed on physical range [0x%zx..0x%zx): Operation not permitted", 2 * kPage,
-                3 * kPage - 1)},
-        {file, Call::OPEN, EROFS, "Could not open /file: Read-only file system"},
-        {file, Call::TRUNCATE, ENOSPC,
-         Format("Could not make /file %zu bytes long: No space left on device", kPage)},
-        {file, Call::MAP, ENOMEM,
-         "mmap failed on physical range [(nil).." + last + "): Cannot allocate memory"},
-        // Nothing is made to fail here: the request itself is what the system refuses.
-        {anonymous, Call::CLOSE, 0, "mmap failed on physical range [(nil).." + last + "): Invalid argument"},
-    };
-    for (const auto& c : cases) {
-        SimulatedBoard io;
-        io.AddFile("/file");
-        io.Fail(c.call, c.error);
-        EXPECT_EQ(ThrownMessage([&] { c.make(io); }), c.message);
-        EXPECT_EQ(io.Held(), 0u) << c.message;
-        EXPECT_EQ(io.Count(Call::UNMAP), 0u) << c.message;
-    }
-    // A length that cannot be rounded up is refused, not wrapped into a small one.
     SimulatedBoard io;
+    io.AddFile("/file");
+    const auto physical = [&](Call call, int error) {
+        io.Fail(call, error);
+        return ThrownMessage([&] { MemoryMapping(2 * kPage + 8, 4, io); });
+    };
+    const auto file = [&](Call call, int error) {
+        io.Fail(call, error);
+        return ThrownMessage([&] { MemoryMapping("/file", 4, io); });
+    };
+    const std::string failed = "mmap failed on physical range ";
+    const std::string atZero = failed + Format("[(nil)..0x%zx): ", kPage - 1);
+    EXPECT_EQ(physical(Call::OPEN, EACCES), "Could not open /dev/mem: Permission denied");
+    EXPECT_EQ(physical(Call::MAP, EPERM),
+              failed + Format("[0x%zx..0x%zx): Operation not permitted", 2 * kPage, 3 * kPage - 1));
+    EXPECT_EQ(file(Call::OPEN, EROFS), "Could not open /file: Read-only file system");
+    EXPECT_EQ(file(Call::TRUNCATE, ENOSPC),
+              Format("Could not make /file %zu bytes long: No space left on device", kPage));
+    EXPECT_EQ(file(Call::MAP, ENOMEM), atZero + "Cannot allocate memory");
+    // The request itself is what the system refuses.
+    EXPECT_EQ(ThrownMessage([&] { MemoryMapping mapping(4); }), atZero + "Invalid argument");
+    // A length that cannot be rounded up is refused, not wrapped into a small one.
     EXPECT_THAT(ThrownMessage([&] { MemoryMapping(kPage, SIZE_MAX - 8, io); }),
                 testing::EndsWith("): Cannot allocate memory"));
-}
+    EXPECT_EQ(io.Held(), 0u);
+    EXPECT_EQ(io.Count(Call::UNMAP), 0u);
 
-TEST(MemoryMappingTest, PrintsThatItCouldNotUnmap) {
-    SimulatedBoard io;
     io.AddMemory(kPage, kPage);
     DebugCapture debug(DEBUG_ERR);
-    void* base;
+    const char* base;
     {
         const MemoryMapping mapping(kPage, 4, io);
-        base = mapping.Ptr();
+        base = static_cast<char*>(mapping.Ptr());
         io.Fail(Call::UNMAP, EINVAL);
     }
-    EXPECT_THAT(debug.Lines(),
-                ElementsAre(Format("munmap failed on virtual range [%p..%p): Invalid argument", base,
-                                   static_cast<void*>(static_cast<char*>(base) + kPage))));
+    EXPECT_EQ(debug.Lines(),
+              Lines{Format("munmap failed on virtual range [%p..%p): Invalid argument", base, base + kPage)});
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

@@ -4,65 +4,51 @@
 
 #include <gtest/gtest.h>
 
-namespace quarn {
+namespace quarn::test {
 namespace {
-
-using test::ThrownMessage;
 
 constexpr size_t EXACT = SIZE_MAX;  // in place of a maximum: the form of Sub() with a count
 
 std::string Outcome(const std::vector<std::string>& words, size_t minimum, size_t maximum) {
     const std::string command = "i2c";
     const SubcommandParserHelper parser(command, words);
-    std::string outcome;
+    bool result = false;
     const std::string message = ThrownMessage([&] {
-        outcome = (maximum == EXACT ? parser.Sub("read", minimum) : parser.Sub("read", minimum, maximum))
-                      ? "yes"
-                      : "no";
+        result = maximum == EXACT ? parser.Sub("read", minimum) : parser.Sub("read", minimum, maximum);
     });
-    return outcome.empty() ? message : outcome;
+    return message != "(nothing thrown)" ? message : result ? "yes" : "no";
 }
 
 TEST(SubcommandParserHelperTest, CountsArguments) {
-    struct Case {
+    const struct {
         std::vector<std::string> words;
         size_t minimum, maximum;
         const char* outcome;
-    };
-    const std::vector<Case> cases = {
+    } cases[] = {
         {{}, 0, EXACT, "no"},
         {{}, 0, 0, "no"},
         {{}, 0, 1, "No subcommand"},
-        {{"write", "a"}, 0, EXACT, "no"},
-        {{"write", "a"}, 2, 0, "no"},
         {{"rea", "a"}, 0, EXACT, "no"},
-        {{"read"}, 0, EXACT, "yes"},
+        {{"write", "a"}, 2, 0, "no"},
         {{"read", "a", "b"}, 2, EXACT, "yes"},
-        {{"read", "a"}, 0, EXACT, "\"i2c read\" command requires no arguments"},
         {{"read"}, 1, EXACT, "\"i2c read\" command requires 1 argument"},
         {{"read", "a"}, 3, EXACT, "\"i2c read\" command requires 3 arguments"},
         {{"read", "a"}, 0, 0, "\"i2c read\" command requires no arguments"},
-        {{"read", "a"}, 2, 2, "\"i2c read\" command requires 2 arguments"},
         {{"read", "a"}, 1, 0, "yes"},
-        {{"read", "a", "b", "c", "d"}, 1, 0, "yes"},
         {{"read"}, 1, 0, "\"i2c read\" command requires at least 1 argument"},
-        {{"read", "a"}, 2, 0, "\"i2c read\" command requires at least 2 arguments"},
-        {{"read"}, 0, 2, "yes"},
-        {{"read", "a", "b"}, 0, 2, "yes"},
         {{"read"}, 1, 2, "\"i2c read\" command requires 1 or 2 arguments"},
         {{"read", "a", "b", "c", "d"}, 1, 3, "\"i2c read\" command requires 1 to 3 arguments"},
         {{"write"}, 3, 2, "\"i2c write\" command handler has bad argument limits"},
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
         EXPECT_EQ(Outcome(c.words, c.minimum, c.maximum), c.outcome)
             << testing::PrintToString(c.words) << " " << c.minimum << " " << c.maximum;
 }
 
-TEST(SubcommandParserHelperTest, GivesWords) {
-    const std::string command = "i2c";
-    const SubcommandParserHelper parser(command, {"set", "on", "", "off"});
-    EXPECT_FALSE(parser.NoSub());
-    EXPECT_EQ(parser.Args(), 3u);
+TEST(SubcommandParserHelperTest, HandsOutArgumentsAndComplains) {
+    const std::string command = "i2c", none;
+    const SubcommandParserHelper bare(command, {}), parser(command, {"set", "on", "", "off"});
+    const SubcommandParserHelper blank(none, {}), nameless(none, {"raed", "x"});
     EXPECT_EQ(parser.Arg(2), "off");
     EXPECT_EQ(ThrownMessage([&] { parser.Arg(3); }), "\"i2c set\" command has no argument with index 3");
     EXPECT_TRUE(parser.BinaryArg(0, "on", "off"));
@@ -70,27 +56,14 @@ TEST(SubcommandParserHelperTest, GivesWords) {
     EXPECT_EQ(ThrownMessage([&] { parser.BinaryArg(1, "on", "off"); }),
               "\"i2c set\" command expects \"on\" or \"off\"");
     EXPECT_EQ(parser.Line(), "i2c set on  off");
-    EXPECT_STREQ(parser.Spc_c(), "   ");
-    EXPECT_EQ(SubcommandParserHelper(command, {}).Args(), 0u);
-}
-
-TEST(SubcommandParserHelperTest, Complains) {
-    const std::string command = "i2c";
-    const std::string none;
-    const SubcommandParserHelper bare(command, {});
-    const SubcommandParserHelper full(command, {"raed", "x"});
-    const SubcommandParserHelper blank(none, {});
-    const SubcommandParserHelper nameless(none, {"raed", "x"});
     EXPECT_EQ(ThrownMessage([&] { bare.Unk(); }), "\"i2c\" handler not checking for no-subcommand case");
-    EXPECT_EQ(ThrownMessage([&] { full.Unk(); }), "\"i2c\" command has no \"raed\" subcommand");
     EXPECT_EQ(ThrownMessage([&] { blank.Unk(); }), "Handler not checking for blank command case");
     EXPECT_EQ(ThrownMessage([&] { nameless.Unk(); }), "Unknown command \"raed\"");
-    EXPECT_EQ(ThrownMessage([&] { full.Usage(); }), "Issue \"i2c\" for usage information");
+    EXPECT_EQ(ThrownMessage([&] { parser.Usage(); }), "Issue \"i2c\" for usage information");
     EXPECT_EQ(ThrownMessage([&] { nameless.Usage(); }), "Issue empty command for usage information");
-    EXPECT_EQ(ThrownMessage([&] { full.Improper(); }), "Improper \"i2c raed\" command");
+    EXPECT_EQ(ThrownMessage([&] { parser.Improper(); }), "Improper \"i2c set\" command");
     EXPECT_EQ(ThrownMessage([&] { nameless.Improper(); }), "Improper \"raed\" command");
-    EXPECT_EQ(ThrownMessage([&] { bare.Improper(); }), "No subcommand");
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test

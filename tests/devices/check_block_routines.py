@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Checks in generated code that the memory helpers access memory as written: no call of a block routine, no wide
-register, no string instruction. A control with the same loops over plain memory has to be caught, so that a check that
+register, no string instruction. A control with a loop over plain memory has to be caught, so that a check that
 has gone blind shows."""
 import re
 import subprocess
@@ -24,7 +24,7 @@ def offences(objdump, path):
 
 objdump, helpers, control = sys.argv[1:]
 if not offences(objdump, control):
-    sys.exit(f"{control}: the block routines of the control were not found")
+    sys.exit(f"{control}: the block routine of the control was not found")
 found = offences(objdump, helpers)
 print("\n".join(found))
 sys.exit(1 if found else 0)
