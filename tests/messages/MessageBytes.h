@@ -1,9 +1,8 @@
 #pragma once
 
-#include <quarn/CRC16.h>
-#include <quarn/CRC32.h>
+#include <quarn/quarn.h>
 
-#include <stdint.h>
+#include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
@@ -20,24 +19,17 @@ inline std::vector<uint8_t> Bytes(const std::string& hex) {
     return bytes;
 }
 
-/// The header with its CRC, the payload and a good trailing CRC32.
-inline std::vector<uint8_t> WithCRCs(const std::string& header, const std::string& payload) {
-    std::vector<uint8_t> bytes = Bytes(header);
-    const uint16_t headerSum = CRC16::Compute(0, bytes.data(), bytes.size());
-    bytes.insert(bytes.end(), {uint8_t(headerSum >> 8), uint8_t(headerSum)});
-    const std::vector<uint8_t> middle = Bytes(payload);
-    bytes.insert(bytes.end(), middle.begin(), middle.end());
-    const uint32_t sum = CRC32::Compute(0, bytes.data(), bytes.size());
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes.push_back(uint8_t(sum >> shift));
-    return bytes;
+inline IncomingMessage Received(const std::vector<uint8_t>& bytes) {
+    IncomingMessage message;
+    EXPECT_EQ(message.Populate(bytes.data(), bytes.size()), bytes.size());
+    return message;
 }
 
-/// A message with tag 0x00020001 and this payload of less than 240 bytes.
-inline std::vector<uint8_t> MessageWith(const std::string& payload) {
-    const size_t total = Bytes(payload).size() + 12;
-    const char* digits = "0123456789ABCDEF";
-    return WithCRCs(std::string("A4 ") + digits[total / 16] + digits[total % 16] + " 00 02 00 01", payload);
+/// A message with this tag and the value's bytes.
+inline IncomingMessage Received(uint32_t tag, const VariantValue& value) {
+    VariableDictionary any("any");
+    const OutgoingMessage sent(VariableDetails(tag, "key", any, value.Type()), value);
+    return Received({sent.Sync(), sent.Sync() + sent.Bytes()});
 }
 
 }  // namespace quarn::test
