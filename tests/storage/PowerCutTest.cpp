@@ -14,7 +14,9 @@ constexpr size_t kBlock = 256;
 
 struct Board {
     size_t eepromBlocks, flashBlocks, files;
-    enum { ONE_BLOCK, ONE_EACH, SEVERAL } blocks;
+
+    bool IsSingleBlock() const { return eepromBlocks + flashBlocks + files == 1; }
+    bool HasSpareBlocks() const { return eepromBlocks > 1 || flashBlocks > 1; }
 };
 
 std::unique_ptr<PersistentStorage> Start(const Board& board, SimulatedBoard& io) {
@@ -31,17 +33,14 @@ std::unique_ptr<PersistentStorage> Start(const Board& board, SimulatedBoard& io)
 /// Saves again and again with a cut after every possible number of bytes, each time from what the cut before
 /// it left behind; `seed` is that of the scatter.
 void CutEverywhere(const Board& board, Unsynced unsynced, uint32_t seed) {
-    SCOPED_TRACE(testing::Message() << "EEPROM " << board.eepromBlocks << ", flash " << board.flashBlocks
-                                    << ", files " << board.files << ", unsynced " << int(unsynced)
-                                    << ", seed " << seed);
-    const bool canBeLost = board.blocks == Board::ONE_BLOCK && unsynced != Unsynced::LOST;
+    SCOPED_TRACE(testing::PrintToString(
+        std::tuple(board.eepromBlocks, board.flashBlocks, board.files, int(unsynced), seed)));
+    const bool canBeLost = board.IsSingleBlock() && unsynced != Unsynced::LOST;
     SimulatedBoard io;
-    if (board.eepromBlocks)
-        io.AddEEPROMFile("/eeprom", board.eepromBlocks * kBlock);
-    if (board.flashBlocks)
-        io.AddMTD("persist", board.flashBlocks * kBlock, kBlock);
-    for (size_t i = 0; i < board.files; ++i)
-        io.AddFile("/file" + std::to_string(i));
+    io.AddEEPROMFile("/eeprom", std::max<size_t>(board.eepromBlocks, 1) * kBlock);
+    io.AddMTD("persist", std::max<size_t>(board.flashBlocks, 1) * kBlock, kBlock);
+    io.AddFile("/file0");
+    io.AddFile("/file1");
     uint32_t known = 1;
     Start(board, io)->Save(Settings(known).index, 0);
     bool completed = false;
@@ -59,17 +58,14 @@ void CutEverywhere(const Board& board, Unsynced unsynced, uint32_t seed) {
             << "cut " << cut << " gave " << found;
         if (found != kNothing)
             known = found;
-        if (board.blocks != Board::SEVERAL)
+        if (!board.HasSpareBlocks())
             Start(board, io)->Save(Settings(known).index, 0);
     }
 }
 
 TEST(PowerCut, LeavesThePreviousOrTheNewValuesWhole) {
-    const Board boards[] = {
-        {1, 0, 0, Board::ONE_BLOCK}, {2, 0, 0, Board::SEVERAL},  {5, 0, 0, Board::SEVERAL},
-        {0, 2, 0, Board::SEVERAL},   {0, 5, 0, Board::SEVERAL},  {0, 0, 1, Board::ONE_BLOCK},
-        {0, 0, 2, Board::ONE_EACH},  {1, 1, 0, Board::ONE_EACH},
-    };
+    const Board boards[] = {{1, 0, 0}, {2, 0, 0}, {5, 0, 0}, {0, 2, 0},
+                            {0, 5, 0}, {0, 0, 1}, {0, 0, 2}, {1, 1, 0}};
     for (const Board& board : boards) {
         CutEverywhere(board, Unsynced::LOST, 0);
         CutEverywhere(board, Unsynced::KEPT, 0);

@@ -12,34 +12,27 @@ namespace quarn::test {
 
 /// Two variables that belong together: a number, and a text whose letters follow from it, and its length too,
 /// now and then.
-class Settings {
-public:
-    explicit Settings(uint32_t generation = 0) {
-        dictionary_.Add(1, "generation", VariantType::UINT32);
-        dictionary_.Add(0x10001, "text", VariantType::STRING);
-        index.Add(1, &generation_, 1);
-        index.Add(0x10001, &text_, 2);
-        Set(generation);
+struct Settings {
+    explicit Settings(uint32_t first = 0) {
+        dictionary.Add(1, "generation", VariantType::UINT32);
+        dictionary.Add(0x10003, "text", VariantType::STRING);
+        index.Add(1, &generation, 1);
+        index.Add(0x10003, &text, 2);
+        Set(first);
     }
 
-    void Set(uint32_t generation) {
-        generation_ = generation;
-        text_ = TextOf(generation);
+    void Set(uint32_t next) {
+        generation = next;
+        text = TextOf(next);
     }
-    uint32_t Generation() const { return generation_; }
-    bool IsWhole() const { return text_ == TextOf(generation_); }
-
-private:
     static std::string TextOf(uint32_t generation) {
         return std::string(size_t{generation / 12 % 3 * 29 + 12}, char('a' + generation % 26));
     }
 
-    VariableDictionary dictionary_{"settings"};
-    uint32_t generation_ = 0;
-    std::string text_;
-
-public:
-    VariableIndex index{"settings", dictionary_};
+    uint32_t generation;
+    std::string text;
+    VariableDictionary dictionary{"settings"};
+    VariableIndex index{"settings", dictionary};
 };
 
 constexpr uint32_t kNothing = 0;
@@ -49,7 +42,7 @@ inline uint32_t Loaded(PersistentStorage& storage) {
     Settings settings(kNothing);
     if (!storage.Load(settings.index, 0))
         return kNothing;
-    return settings.IsWhole() ? settings.Generation() : 0xFFFFFFFF;
+    return settings.text == Settings::TextOf(settings.generation) ? settings.generation : 0xFFFFFFFF;
 }
 
 }  // namespace quarn::test
