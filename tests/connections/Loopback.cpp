@@ -5,9 +5,9 @@
 
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include <algorithm>
+#include <random>
 #include <stdexcept>
 
 namespace quarn::test {
@@ -30,9 +30,25 @@ uint16_t PortOf(int fd) {
     return ntohs(GetLocalAddress(fd).sin_port);
 }
 
-void ResetOnClose(int fd) {
-    const linger now = {1, 0};
-    Check(setsockopt(fd, SOL_SOCKET, SO_LINGER, &now, sizeof now) == 0, "SO_LINGER");
+AllowedPeers SomebodyElse() {
+    AllowedPeers allowed;
+    allowed.Add("127.0.0.2");
+    return allowed;
+}
+
+std::string RandomBytes(size_t size) {
+    std::minstd_rand random(5);
+    std::string bytes(size, '\0');
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random() >> 8); });
+    return bytes;
+}
+
+std::string WireBytes(const OutgoingMessage& message) {
+    return {reinterpret_cast<const char*>(message.Sync()), message.Bytes()};
+}
+
+std::string WireBytes(const SentenceGrammar& grammar, uint32_t tag, const std::vector<VariantValue>& words) {
+    return WireBytes(*std::unique_ptr<OutgoingMessage>(grammar.CreateOutgoingMessage(tag, words)));
 }
 
 Peer::Peer(uint16_t port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -40,30 +56,24 @@ Peer::Peer(uint16_t port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) 
     Check(connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, "connect");
 }
 
+Peer::Peer(TCPListener& listener)
+    : fd_((WaitFor(listener.Socket(), POLLIN), accept4(listener.Socket(), nullptr, nullptr, SOCK_CLOEXEC))) {}
+
 void Peer::Write(const std::string& bytes) const {
     Check(send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size()), "send");
 }
 
 std::string Peer::Read(size_t length) const {
     std::string bytes(length, '\0');
-    const ssize_t received = recv(fd_, bytes.data(), length, MSG_WAITALL);
+    const ssize_t received = length == 0 ? 0 : recv(fd_, bytes.data(), length, MSG_WAITALL);
     bytes.resize(received < 0 ? 0 : static_cast<size_t>(received));
     return bytes;
 }
 
-void Peer::ShutDown() const {
-    shutdown(fd_, SHUT_WR);
-}
-
 void Peer::Reset() {
-    ResetOnClose(fd_);
+    const linger now = {1, 0};
+    Check(setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now) == 0, "SO_LINGER");
     Close();
-}
-
-void Peer::Close() {
-    if (fd_ >= 0)
-        close(fd_);
-    fd_ = -1;
 }
 
 Link::Link() : listener(LOOPBACK, 0), peer(listener.GetPort()) {
@@ -86,12 +96,5 @@ BusyPort::BusyPort()
       port_(listener_->GetPort()),
       // A backlog of 0 has room for one.
       occupant_((Check(listen(listener_->Socket(), 0) == 0, "listen"), port_)) {}
-
-std::unique_ptr<TCPConnection> BusyPort::AcceptNext() {
-    WaitFor(listener_->Socket(), POLLIN);
-    delete listener_->Accept("occupant");
-    WaitFor(listener_->Socket(), POLLIN);
-    return std::unique_ptr<TCPConnection>(listener_->Accept("next"));
-}
 
 }  // namespace quarn::test

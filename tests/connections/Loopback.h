@@ -1,13 +1,20 @@
 #pragma once
 
-#include <quarn/IPAddress.h>
+#include <quarn/AllowedPeers.h>
+#include <quarn/OutgoingMessage.h>
+#include <quarn/SentenceGrammar.h>
 #include <quarn/TCPConnection.h>
 #include <quarn/TCPListener.h>
+#include <quarn/VariantValue.h>
 
 #include <stdint.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace quarn::test {
 
@@ -17,25 +24,34 @@ inline const IPAddress LOOPBACK{std::string("127.0.0.1")};
 bool WaitFor(int fd, int16_t events);
 /// The local port.
 uint16_t PortOf(int fd);
-/// Has close() send a reset.
-void ResetOnClose(int fd);
+/// Does not allow LOOPBACK.
+AllowedPeers SomebodyElse();
+/// The same ones every time.
+std::string RandomBytes(size_t size);
+
+/// What goes over the wire.
+std::string WireBytes(const OutgoingMessage& message);
+std::string WireBytes(const SentenceGrammar& grammar, uint32_t tag, const std::vector<VariantValue>& words);
 
 /// A plain blocking socket at the other end of what is being tested.
 class Peer {
 public:
     explicit Peer(uint16_t port);
+    explicit Peer(TCPListener& listener);
     ~Peer() { Close(); }
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
 
-    int Socket() const { return fd_; }
     uint16_t LocalPort() const { return PortOf(fd_); }
     void Write(const std::string& bytes) const;
     /// Reads exactly as many bytes; fewer when the stream ends.
     std::string Read(size_t length) const;
-    void ShutDown() const;
+    /// Whether these are the next bytes.
+    bool Hears(const std::string& bytes) const { return Read(bytes.size()) == bytes; }
+    void ShutDown() const { shutdown(fd_, SHUT_WR); }
+    /// Closes without a farewell.
     void Reset();
-    void Close();
+    void Close() { close(std::exchange(fd_, -1)); }
 
 private:
     int fd_;
@@ -70,8 +86,6 @@ public:
     uint16_t Port() const { return port_; }
     /// From now on the system refuses connects.
     void StopListening() { listener_.reset(); }
-    /// Lets go of what fills the queue; returns the next connection once the system has tried it again.
-    std::unique_ptr<TCPConnection> AcceptNext();
 
 private:
     std::unique_ptr<TCPListener> listener_;

@@ -1,9 +1,4 @@
-#include <quarn/IncomingMessage.h>
-#include <quarn/MessageTerminal.h>
-#include <quarn/OutgoingMessage.h>
-#include <quarn/VariableDetails.h>
-#include <quarn/VariableDictionary.h>
-#include <quarn/VariantValue.h>
+#include <quarn/quarn.h>
 
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"
@@ -13,160 +8,106 @@
 #include <poll.h>
 #include <time.h>
 
-#include <vector>
-
 namespace quarn::test {
 namespace {
 
-OutgoingMessage MakeMessage(uint32_t tag, size_t payload, uint8_t stream = 0) {
+OutgoingMessage MakeMessage(uint32_t tag, size_t payload) {
     static const VariableDictionary dictionary("test");
-    OutgoingMessage message(VariableDetails(tag, "blob", dictionary, VariantType::UINT8_VECTOR),
-                            VariantValue(std::vector<uint8_t>(payload, static_cast<uint8_t>(tag))));
-    message.SetStream(stream);
-    return message;
+    return {VariableDetails(tag, "blob", dictionary, VariantType::UINT8_VECTOR),
+            VariantValue(std::vector<uint8_t>(payload, static_cast<uint8_t>(tag)))};
 }
 
-std::string Bytes(const OutgoingMessage& message) {
-    return {reinterpret_cast<const char*>(message.Sync()), message.Bytes()};
-}
+// A terminal on a link, and what is printed meanwhile.
+class MessageTerminalTest : public testing::Test {
+protected:
+    DebugCapture capture_;
+    Link link_;
+    MessageTerminal terminal_{*link_.connection};
+    IncomingMessage message_;
+};
 
-std::string RxOverflow(size_t size, const std::string& start) {
-    return "RX backlog for \"c\" reached " + std::to_string(size) + " bytes (" + start +
-           "); clearing (traffic lost).";
-}
-
-std::string Begin(const std::string& what) {
-    return "Message terminal on \"c\" resynchronizing: " + what;
-}
-std::string End(size_t bytes) {
-    return "Message terminal on \"c\" resynchronized after " + std::to_string(bytes) + " bytes";
-}
-
-TEST(MessageTerminal, WaitsForHalfAMessage) {
-    DebugCapture capture;
-    Link link;
-    MessageTerminal terminal(*link.connection);
+TEST_F(MessageTerminalTest, PassesOverGarbageAndWaitsForHalfAMessage) {
     const OutgoingMessage sent = MakeMessage(0x10000, 5000);
-    IncomingMessage message;
-    for (const std::string& part : {std::string("\xFF"), "\xFE" + Bytes(sent).substr(0, 4999)}) {
-        link.Deliver(part, terminal);
-        EXPECT_FALSE(terminal.Get(message));
+    for (const std::string& part : {std::string("\xFF"), "\xFE\xFD" + WireBytes(sent).substr(0, 4999)}) {
+        link_.Deliver(part, terminal_);
+        EXPECT_FALSE(terminal_.Get(message_));
     }
-    link.Deliver(Bytes(sent).substr(4999), terminal);
-    ASSERT_TRUE(terminal.Get(message));
-    EXPECT_EQ(message.ToString(), sent.ToString());
-    EXPECT_FALSE(terminal.Get(message));
-    EXPECT_EQ(message.GetTotalBytes(), sent.Bytes());  // nothing was there to decode
-    link.Deliver("\xA1", terminal);
-    EXPECT_FALSE(terminal.Get(message));
-    EXPECT_EQ(message.GetTotalBytes(), 0U);
-    EXPECT_EQ(capture.Lines(), Lines({Begin("Invalid sync byte 0xFF"), End(2)}));
+    link_.Deliver(WireBytes(sent).substr(4999), terminal_);
+    ASSERT_TRUE(terminal_.Get(message_));
+    EXPECT_EQ(message_.ToString(), sent.ToString());
+    EXPECT_FALSE(terminal_.Get(message_));
+    EXPECT_EQ(message_.GetTotalBytes(), sent.Bytes());  // nothing was there to decode
+    link_.Deliver("\xA1", terminal_);
+    EXPECT_FALSE(terminal_.Get(message_));
+    EXPECT_EQ(message_.GetTotalBytes(), 0U);
+    EXPECT_EQ(capture_.Lines(), Lines({"Message terminal on \"c\" resynchronizing: Invalid sync byte 0xFF",
+                                       "Message terminal on \"c\" resynchronized after 3 bytes"}));
 }
 
-TEST(MessageTerminal, EmptiesAReceiveBacklogBeyondItsLimit) {
-    DebugCapture capture;
-    Link link;
-    MessageTerminal terminal(*link.connection);
-    IncomingMessage message;
-    const std::string waiting = "\xA3\xFF\xFF\xFF\xFF";  // announces 4 GiB
-    terminal.SetRxBacklogLimit(5);
-    link.Deliver(waiting, terminal);
-    EXPECT_EQ(capture.Lines(), Lines());
-    link.Deliver("x", terminal);
-    terminal.SetRxBacklogLimit(0);
-    std::string longer = waiting;
-    longer.resize(262144, '\0');
-    link.Deliver(longer, terminal);
-    EXPECT_FALSE(terminal.Get(message));
-    EXPECT_EQ(capture.Lines().size(), 1U);
-    link.Deliver("x", terminal);
-    link.Deliver(Bytes(MakeMessage(1, 1)), terminal);
-    EXPECT_TRUE(terminal.Get(message));
-    uint64_t received = 0;
-    terminal.GetByteCounts(&received, nullptr);
-    EXPECT_EQ(received, 6U + 262145 + 7);
-    EXPECT_EQ(capture.Lines(),
-              Lines({RxOverflow(6, "A3 FF FF FF FF 78"), RxOverflow(262145, "A3 FF FF FF FF 00 00 00")}));
+TEST_F(MessageTerminalTest, SurvivesRandomBytesAndEmptiesAReceiveBacklogBeyondItsLimit) {
+    const std::string noise = RandomBytes(10 << 20);
+    for (size_t start = 0; start < noise.size(); start += 65536) {
+        link_.Deliver(noise.substr(start, 65536), terminal_);
+        terminal_.Get(message_);
+    }
+    terminal_.SetRxBacklogLimit(1);
+    link_.Deliver("xx", terminal_);
+    const size_t before = capture_.Lines().size();
+    std::string waiting = "\xA3\xFF\xFF\xFF\xFF";  // announces 4 GiB
+    waiting.resize(262144, '\0');
+    terminal_.SetRxBacklogLimit(0);
+    link_.Deliver(waiting, terminal_);
+    EXPECT_EQ(capture_.Lines().size(), before);
+    link_.Deliver("x", terminal_);
+    link_.Deliver(WireBytes(MakeMessage(1, 1)), terminal_);
+    EXPECT_TRUE(terminal_.Get(message_));
+    EXPECT_EQ(
+        capture_.Lines().at(before),
+        "RX backlog for \"c\" reached 262145 bytes (A3 FF FF FF FF 00 00 00); clearing (traffic lost).");
 }
 
-TEST(MessageTerminal, QueuesUpToItsLimitAndForbidsSleepMeanwhile) {
-    DebugCapture capture;
-    Link link;
-    MessageTerminal terminal(*link.connection);
+TEST_F(MessageTerminalTest, QueuesUpToItsLimitAndForbidsSleepMeanwhile) {
     const OutgoingMessage message = MakeMessage(1, 58);
     fd_set set;
     FD_ZERO(&set);
     int maxFd = 0;
-    terminal.SetTxBacklogLimit(128);
-    EXPECT_EQ(terminal.Put(message), 64U);
-    EXPECT_EQ(terminal.Put(message), 128U);
-    EXPECT_EQ(capture.Lines(), Lines());
-    EXPECT_EQ(terminal.Put(message), 0U);
-    EXPECT_FALSE(terminal.WorkPending());
-    EXPECT_EQ(capture.Lines(), Lines({"TX backlog for \"c\" reached 192 bytes; clearing (traffic lost)."}));
-    terminal.SetTxBacklogLimit(0);
-    EXPECT_EQ(terminal.Put(message), 64U);
-    EXPECT_TRUE(terminal.WorkPending());
-    EXPECT_FALSE(terminal.SetReadableFileDescriptorBit(&set, &maxFd));
+    terminal_.SetTxBacklogLimit(128);
+    for (const size_t waiting : {64, 128, 0}) {
+        EXPECT_EQ(capture_.Lines(), Lines());
+        EXPECT_EQ(terminal_.Put(message), waiting);
+    }
+    EXPECT_FALSE(terminal_.WorkPending());
+    EXPECT_EQ(capture_.Lines(), Lines({"TX backlog for \"c\" reached 192 bytes; clearing (traffic lost)."}));
+    EXPECT_EQ(terminal_.Put(message), 64U);
+    EXPECT_TRUE(terminal_.WorkPending());
+    EXPECT_FALSE(terminal_.SetReadableFileDescriptorBit(&set, &maxFd));
     EXPECT_EQ(maxFd, 0);
-    EXPECT_TRUE(terminal.Work());
-    EXPECT_TRUE(terminal.SetReadableFileDescriptorBit(&set, &maxFd));
-    EXPECT_TRUE(FD_ISSET(terminal.Socket(), &set));
-    EXPECT_EQ(link.peer.Read(64), Bytes(message));
-    EXPECT_EQ(terminal.GetTransmittedMessageCount(), 4U);
+    EXPECT_TRUE(terminal_.Work());
+    EXPECT_TRUE(terminal_.SetReadableFileDescriptorBit(&set, &maxFd));
+    EXPECT_TRUE(FD_ISSET(terminal_.Socket(), &set));
+    EXPECT_EQ(link_.peer.Read(64), WireBytes(message));
+    EXPECT_EQ(terminal_.GetTransmittedMessageCount(), 4U);
 }
 
-TEST(MessageTerminal, SendsNothingOnceDisconnectedButKeepsWhatCame) {
-    Link link;
-    MessageTerminal terminal(*link.connection);
-    link.Deliver(Bytes(MakeMessage(5, 1)), terminal);
-    link.peer.ShutDown();
-    ASSERT_TRUE(WaitFor(terminal.Socket(), POLLIN));
-    terminal.Put(MakeMessage(6, 1));
-    EXPECT_FALSE(terminal.Work());
-    EXPECT_TRUE(terminal.WorkPending());
-    IncomingMessage message;
-    EXPECT_TRUE(terminal.Get(message));
-    EXPECT_EQ(message.GetTag(), 5U);
-}
-
-TEST(MessageTerminal, SendsInPartsWhatThePeerIsSlowToRead) {
-    Link link;
-    MessageTerminal terminal(*link.connection);
-    terminal.SetTxBacklogLimit(64 << 20);
-    std::string expected, read;
-    for (uint32_t tag = 0; tag < 20000; ++tag) {
-        const OutgoingMessage message = MakeMessage(tag, 1000);
-        terminal.Put(message);
-        expected += Bytes(message);
-    }
-    uint64_t sent = 0;
-    while (read.size() < expected.size()) {
-        ASSERT_TRUE(terminal.Work());
-        terminal.GetByteCounts(nullptr, &sent);
-        size_t toSend = 0;
-        terminal.GetBacklogs(nullptr, &toSend);
-        ASSERT_EQ(sent + toSend, expected.size());
-        read += link.peer.Read(std::min<size_t>(sent - read.size(), 100000));
-    }
-    EXPECT_TRUE(read == expected);
-    EXPECT_FALSE(terminal.WorkPending());
+TEST_F(MessageTerminalTest, SendsNothingOnceDisconnectedButKeepsWhatCame) {
+    link_.Deliver(WireBytes(MakeMessage(5, 1)), terminal_);
+    link_.peer.ShutDown();
+    ASSERT_TRUE(WaitFor(terminal_.Socket(), POLLIN));
+    terminal_.Put(MakeMessage(6, 1));
+    EXPECT_FALSE(terminal_.Work());
+    EXPECT_TRUE(terminal_.WorkPending());
+    EXPECT_TRUE(terminal_.Get(message_));
 }
 
 // Every byte begins a header that announces 41634 bytes; checking each of those sums takes twenty seconds.
-TEST(MessageTerminal, IsNotHeldUpByHeadersAtEveryByte) {
-    DebugCapture capture;
-    Link link;
-    MessageTerminal terminal(*link.connection);
-    link.Deliver(std::string(262144, '\xA2'), terminal);
-    IncomingMessage message;
+TEST_F(MessageTerminalTest, IsNotHeldUpByHeadersAtEveryByte) {
+    link_.Deliver(std::string(262144, '\xA2'), terminal_);
     const clock_t start = clock();  // of the processor, whatever else the machine is at
-    EXPECT_FALSE(terminal.Get(message));
+    EXPECT_FALSE(terminal_.Get(message_));
     EXPECT_LT(clock() - start, 4 * CLOCKS_PER_SEC);
-    terminal.SetRxBacklogLimit(41633);  // what is left waits for its last byte
-    link.Deliver("\xA2", terminal);
-    EXPECT_EQ(capture.Lines(),
-              Lines({Begin("Legacy CRC mismatch"), RxOverflow(41634, "A2 A2 A2 A2 A2 A2 A2 A2")}));
+    size_t waiting = 0;
+    terminal_.GetBacklogs(&waiting, nullptr);
+    EXPECT_EQ(waiting, 41633U);  // for its last byte
 }
 
 }  // namespace
