@@ -96,6 +96,7 @@ protected:
     void ExpectSuccess() {
         EXPECT_EQ(Ask([&](uint16_t id) { server_.Send(Grammar::ACK, id, 0xFFFFFFFFu); }), "4294967295");
     }
+
     Server server_;
     GPIOIndirectAccess gpio_{LOOPBACK, server_.Port(), "far"};
 };

@@ -24,7 +24,6 @@ protected:
     }
 
     const std::string kTransferSize = "/sys/module/spidev/parameters/bufsiz";
-
     SPIAccess spi_{board_};
 };
 
