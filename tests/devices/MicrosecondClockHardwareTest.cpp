@@ -43,6 +43,7 @@ TEST(MicrosecondClockHardwareTest, CountsFromWhatItIsSetToAndAnswersOnTheConsole
     EXPECT_LE(ticks, most);
     EXPECT_THAT(clock.GetConsoleCommands(false), ElementsAre("sch"));
     EXPECT_EQ(clock.Execute("c", {}).size(), 5u);
+    EXPECT_EQ(clock.Execute("c", {"show"}).size(), 2u);
     EXPECT_EQ(ThrownMessage([&] { clock.Execute("c", {"shw"}); }), "\"c\" command has no \"shw\" subcommand");
 }
 
@@ -78,9 +79,9 @@ TEST(FpgaMicrosecondClockTest, ReadsOneWordAndWritesNone) {
     io.SetWord(kCounter, 7);
     io.TakeAccesses();
     FpgaMicrosecondClock clock(kCounter, io);
-    EXPECT_EQ(clock.SetMicrosecondClock(0xAB), 7u);
+    clock.SetAdjustment(0x10);
+    EXPECT_EQ(clock.SetMicrosecondClock(0xAB), 0x17u);
     EXPECT_EQ(clock.GetAdjustment(), 0xA4u);
-    EXPECT_EQ(clock.GetMicrosecondClock(), 0xABu);
     EXPECT_THAT(clock.Execute("c", {"show"}),
                 ElementsAre("0x000000A4 (adjustment)", "0x000000AB (effective)"));
     EXPECT_THAT(clock.Execute("c", {"check"}), ElementsAre(StartsWith("0 counts occurred in ")));
