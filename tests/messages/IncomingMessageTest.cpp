@@ -51,8 +51,8 @@ TEST(IncomingMessageTest, LayoutsThatAreOnlyReceived) {
 TEST(IncomingMessageTest, SentencesThatDoNotFit) {
     const std::tuple<int, const char*, const char*> cases[] = {
         {0, "B2 00 00 00 02 12 34 B2 00 00 00 00", "4660, "},
-        {0, "B2 00 00 00 02 12 34", "Message contained only 1 of 2 word(s)"},
         {1, "B2 00 00 00 02 12 34", "4660"},
+        {0, "B2 00 00 00 02 12 34", "Message contained only 1 of 2 word(s)"},
         // Too many words is found before what the next word looks like, its sync before its size.
         {1, "B2 00 00 00 02 12 34 B2 00 00 00 00 00", "Too many words in message"},
         {0, "B3", "Expected word sync; got B3"},
