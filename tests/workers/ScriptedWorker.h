@@ -3,6 +3,10 @@
 #include <quarn/PermanentCondition.h>
 #include <quarn/Worker.h>
 
+#include "support/Eventually.h"
+
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <functional>
 #include <string>
@@ -12,16 +16,25 @@ namespace quarn::test {
 /// A worker that does what a test tells it to, and counts.
 class ScriptedWorker final : public Worker {
 public:
+    using Override = std::function<bool()>;
+
     explicit ScriptedWorker(const std::string& name, Debuggable* parent = nullptr) : Worker(parent, name) {}
 
-    std::function<bool()> initialize = [] { return true; };
-    std::function<bool()> preWait = [] { return true; };
-    std::function<bool()> work = [] { return true; };
-    std::function<bool()> finalize = [] { return true; };
-
+    static bool Yes() { return true; }
+    Override initialize = Yes, preWait = Yes, work = Yes, finalize = Yes;
     std::atomic<uint64_t> works{0};
-    std::atomic<int> finalizes{0};
-    std::atomic<int> extras{0};
+    std::atomic<int> finalizes{0}, extras{0};
+
+    /// Starts it and waits until it has worked once.
+    void StartWorking() {
+        Start();
+        Wake();
+        ASSERT_TRUE(Eventually([this] { return works == 1; }));
+    }
+    /// Waits until it has ended by itself.
+    void AwaitEnd() const {
+        ASSERT_TRUE(Eventually([this] { return finalizes == 1; }));
+    }
 
 private:
     bool Initialize() override { return initialize(); }
@@ -47,8 +60,7 @@ struct Obstacle {
         reached.Raise();
         return released.WaitFor(20000);
     }
-    PermanentCondition reached;
-    PermanentCondition released;
+    PermanentCondition reached, released;
 };
 
 }  // namespace quarn::test

@@ -1,29 +1,19 @@
 #include <quarn/LocalTime.h>
 #include <quarn/Text.h>
 
-#include "support/Eventually.h"
-#include "support/ThrownMessage.h"
 #include "workers/ScriptedWorker.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <stdio.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace quarn::test {
 namespace {
 
 using Lines = std::list<std::string>;
-
-Lines Table(const std::list<std::list<std::string>>& reasons) {
-    std::list<std::list<std::string>> rows{{"Reason", "Count", "%"}};
-    rows.insert(rows.end(), reasons.begin(), reasons.end());
-    return FormatColumnarList(rows);
-}
 
 Lines Statistics(Worker& worker) {
     Lines lines;
@@ -33,128 +23,79 @@ Lines Statistics(Worker& worker) {
 
 // The lines from the table's title on, without the timing of Work(), which no test can foretell.
 Lines Wakeups(Worker& worker) {
-    Lines lines = Statistics(worker);
-    while (!lines.empty() && lines.front() != "Wakeups by reason (total of item % may exceed 100)")
-        lines.pop_front();
-    if (!lines.empty())
-        lines.pop_front();
+    const Lines lines = Statistics(worker);
+    return {std::next(lines.begin(), 4), lines.end()};
+}
+
+Lines WakeupTable(const std::string& descriptor, const Lines& more) {
+    Lines lines{"Wakeups by reason (total of item % may exceed 100)"};
+    lines.splice(lines.end(), FormatColumnarList({{"Reason", "Count", "%"},
+                                                  {"Timeout", "2", "33"},
+                                                  {"Event", "1", "16"},
+                                                  {descriptor, "2", "33"}}));
+    lines.insert(lines.end(), more.begin(), more.end());
     return lines;
 }
 
 TEST(WorkerStatisticsTest, NamesTheReasonsOfEveryWakeup) {
+    using Ready = std::map<int, int32_t>;
     ScriptedWorker worker("rx");
     EXPECT_EQ(Statistics(worker),
               (Lines{"Worker rx: not started, 0 work calls", "Event work: no occurrences"}));
 
-    int pair[2] = {-1, -1};
+    int pair[2] = {-1, -1}, ends[2] = {-1, -1};
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
-    int pipeEnds[2] = {-1, -1};
-    ASSERT_EQ(pipe(pipeEnds), 0);
-    std::vector<std::map<int, int32_t>> ready;
+    ASSERT_EQ(pipe(ends), 0);
+    std::vector<Ready> ready;
     worker.initialize = [&] {
         worker.AddWaitableFileDescriptor(pair[0], Worker::WAIT_READ | Worker::WAIT_WRITE, "");
         return true;
     };
+    worker.preWait = [&] { return worker.works != 4; };
     worker.work = [&] {
         ready.push_back(worker.GetReadyFileDescriptors());
-        switch (ready.size()) {
-            case 1:  // writable from the start; go on with a pipe that has no writer: hang-up and nothing
-                     // else
+        switch (worker.works) {
+            case 1:  // go on with a pipe that has no writer: hang-up and nothing else
                 worker.RemoveWaitableFileDescriptor(pair[0]);
                 worker.AddWaitableFileDescriptor(pair[0], Worker::WAIT_READ, "link");
-                worker.AddWaitableFileDescriptor(pipeEnds[0], Worker::WAIT_READ, "pipe");
-                close(pipeEnds[1]);
+                worker.AddWaitableFileDescriptor(ends[0], Worker::WAIT_READ, "pipe");
+                close(ends[1]);
                 break;
             case 2:
-                worker.RemoveWaitableFileDescriptor(pipeEnds[0]);
+                worker.RemoveWaitableFileDescriptor(ends[0]);
                 worker.Wake();
                 break;
-            default:
+            case 3:
                 EXPECT_EQ(write(pair[1], "x", 1), 1);
                 break;
+            case 4:
+                EXPECT_EQ(read(pair[0], ends, 1), 1);
+                worker.SetPollInterval(0);
+                break;
+            case 7:  // from inside, with the lock held
+                EXPECT_EQ(Wakeups(worker), WakeupTable(Format("fd %d (link)", pair[0]), {"extra"}));
+                worker.RemoveWaitableFileDescriptor(pair[0]);
+                break;
         }
-        return ready.size() < 4;
+        return worker.works < 7;
     };
     worker.Start();
-    ASSERT_TRUE(Eventually([&] { return worker.finalizes == 1; }));
+    worker.AwaitEnd();
+    // The thread has left its lock locked, and the figures can be read all the same.
+    const std::string nameless = Format("fd %d (no description)", pair[0]);
+    EXPECT_EQ(Wakeups(worker), WakeupTable(nameless, {"extra"}));
     worker.Stop();
-    EXPECT_EQ(ready, (std::vector<std::map<int, int32_t>>{
-                         {{pair[0], Worker::WAIT_WRITE}}, {}, {}, {{pair[0], Worker::WAIT_READ}}}));
-    EXPECT_EQ(
-        Wakeups(worker),
-        Table({{"Timeout", "0", "0"}, {"Event", "1", "25"}, {Format("fd %d (link)", pair[0]), "2", "50"}}));
-    EXPECT_EQ(Statistics(worker).front(), "Worker rx: joined, 4 work calls");
+    const Ready readable{{pair[0], Worker::WAIT_READ}};
+    // The fifth was no wait, and the set stayed what it was.
+    EXPECT_EQ(ready,
+              (std::vector<Ready>{{{pair[0], Worker::WAIT_WRITE}}, {}, {}, readable, readable, {}, {}}));
+    EXPECT_EQ(Wakeups(worker), WakeupTable(nameless, {}));
+    EXPECT_EQ(Statistics(worker).front(), "Worker rx: joined, 7 work calls");
     worker.ClearStatistics();
     EXPECT_EQ(Statistics(worker), (Lines{"Worker rx: joined, 0 work calls", "Event work: no occurrences"}));
-    for (int fd : {pair[0], pair[1], pipeEnds[0]})
+    EXPECT_EQ(worker.extras, 2);
+    for (int fd : {pair[0], pair[1], ends[0]})
         close(fd);
-}
-
-TEST(WorkerStatisticsTest, CountsEachTimeoutAndShowsItsShareTruncated) {
-    ScriptedWorker worker("poller");
-    worker.SetPollInterval(0);
-    worker.work = [&] {
-        if (worker.works == 2)
-            worker.Wake();
-        return worker.works < 3;
-    };
-    worker.Start();
-    ASSERT_TRUE(Eventually([&] { return worker.finalizes == 1; }));
-    // The thread has left its lock locked, and the figures can be read all the same.
-    Lines expected = Table({{"Timeout", "2", "66"}, {"Event", "1", "33"}});
-    expected.push_back("extra");
-    EXPECT_EQ(Wakeups(worker), expected);
-    worker.Stop();
-}
-
-TEST(WorkerStatisticsTest, KeepsTheReadySetWhenPreWaitSkipsTheWait) {
-    ScriptedWorker worker("skipper");
-    int ends[2] = {-1, -1};
-    ASSERT_EQ(pipe(ends), 0);
-    worker.initialize = [&] {
-        worker.AddWaitableFileDescriptor(ends[1], Worker::WAIT_WRITE, "pipe");
-        return true;
-    };
-    worker.preWait = [&] { return worker.works == 0; };
-    size_t nonEmpty = 0;
-    worker.work = [&] {
-        nonEmpty += worker.GetReadyFileDescriptors().contains(ends[1]);
-        if (worker.works == 3)
-            worker.RemoveWaitableFileDescriptor(ends[1]);
-        return worker.works < 3;
-    };
-    worker.Start();
-    ASSERT_TRUE(Eventually([&] { return worker.finalizes == 1; }));
-    worker.Stop();
-    EXPECT_EQ(nonEmpty, 3u);
-    EXPECT_EQ(Wakeups(worker), Table({{"Timeout", "0", "0"},
-                                      {"Event", "0", "0"},
-                                      {Format("fd %d (no description)", ends[1]), "1", "100"}}));
-    close(ends[0]);
-    close(ends[1]);
-}
-
-TEST(WorkerStatisticsTest, AsksTheOwnerForMoreOnlyWhileTheWorkerLives) {
-    ScriptedWorker worker("owner");
-    Statistics(worker);
-    EXPECT_EQ(worker.extras, 0);
-    bool fromInside = false;
-    worker.work = [&] {
-        EXPECT_EQ(Statistics(worker).back(), "extra");  // from inside, with the lock held
-        worker.ClearStatistics();
-        EXPECT_EQ(Statistics(worker).front(), "Worker owner: running, 0 work calls");
-        return fromInside = true;
-    };
-    worker.Start();
-    worker.Wake();
-    ASSERT_TRUE(Eventually([&] { return worker.works == 1; }));
-    EXPECT_EQ(Statistics(worker).back(), "extra");
-    worker.Stop();
-    EXPECT_TRUE(fromInside);
-    const int before = worker.extras;
-    EXPECT_NE(Statistics(worker).back(), "extra");
-    worker.ClearStatistics();
-    EXPECT_EQ(worker.extras, before);
 }
 
 TEST(WorkerStatisticsTest, SummarisesAllWorkersBusyOnesToo) {
@@ -163,13 +104,10 @@ TEST(WorkerStatisticsTest, SummarisesAllWorkersBusyOnesToo) {
         Worker::GetAllWorkerSummary(lines);
         return lines;
     };
-    ScriptedWorker rx("rx");
-    ScriptedWorker idle("idle");
+    ScriptedWorker rx("rx"), idle("idle");
     Obstacle obstacle;
-    rx.work = [&] { return obstacle.Block(); };
-    rx.Start();
-    rx.Wake();
-    ASSERT_TRUE(obstacle.reached.WaitFor(20000));
+    rx.work = [&] { return obstacle.Block() && rx.works < 1001; };
+    rx.StartWorking();
     static bool cleared = false;
     if (!std::exchange(cleared, true)) {  // "never" comes once in a process
         Lines expected = FormatColumnarList({{"Name", "Status", "Runs", "CPU% (*)"},
@@ -179,26 +117,21 @@ TEST(WorkerStatisticsTest, SummarisesAllWorkersBusyOnesToo) {
         EXPECT_EQ(summary(), expected);
     }
     obstacle.released.Raise();
-
+    Statistics(rx);
     const uint64_t beforeClear = Tick();
     Worker::ClearAllWorkerStatistics();
     const uint64_t afterClear = Tick();
-    const uint64_t base = rx.works;
-    for (int i = 0; i < 1000; ++i)
-        rx.Wake();
-    ASSERT_TRUE(Eventually([&] { return rx.works >= base + 1000; }));
-    ASSERT_TRUE(rx.Lock());  // not in the middle of a run
-    rx.Unlock();
+    EXPECT_EQ(rx.extras, 0);
+    rx.SetPollInterval(0);
+    rx.Wake();
+    rx.AwaitEnd();
     const uint64_t beforeSummary = Tick();
     const std::string row = *std::next(summary().begin(), 2);
     const uint64_t afterSummary = Tick();
-    uint64_t runs = 0;
-    uint64_t whole = 0;
-    uint64_t fraction = 0;
-    ASSERT_EQ(sscanf(row.c_str(), "rx running %lu %lu.%5lu ", &runs, &whole, &fraction), 3) << row;
-    EXPECT_GE(runs, 1000u);
-    EXPECT_GE(whole * 100000 + fraction, runs * 10000000 / (afterSummary - beforeClear));
-    EXPECT_LE(whole * 100000 + fraction, runs * 10000000 / (beforeSummary - afterClear));
+    uint64_t whole = 0, fraction = 0;
+    ASSERT_EQ(sscanf(row.c_str(), "rx stopping 1000 %lu.%5lu ", &whole, &fraction), 2) << row;
+    EXPECT_GE(whole * 100000 + fraction, 10000000000 / (afterSummary - beforeClear));
+    EXPECT_LE(whole * 100000 + fraction, 10000000000 / (beforeSummary - afterClear));
     rx.Stop();
 }
 
