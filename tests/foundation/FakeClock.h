@@ -9,19 +9,15 @@ namespace quarn::test {
 
 /// Takes the place of CLOCK_MONOTONIC in the whole program while it lives, and catches what would set the
 /// system's clock. Other clocks go on as they are. One at a time, in a test of one thread.
-class FakeClock {
-public:
-    explicit FakeClock(uint64_t microseconds);
-    ~FakeClock();
-    FakeClock(const FakeClock&) = delete;
-    FakeClock& operator=(const FakeClock&) = delete;
-
-    void Advance(uint64_t microseconds) { now += microseconds; }
+struct FakeClock {
+    explicit FakeClock(uint64_t microseconds) : now(microseconds) { current = this; }
+    ~FakeClock() { current = nullptr; }
 
     uint64_t now;
     int readError = 0;  ///< errno of every read, 0 for success
     int setError = 0;   ///< errno of every attempt to set CLOCK_REALTIME, 0 for success
     std::vector<timespec> settings;
+    static inline FakeClock* current = nullptr;
 };
 
 }  // namespace quarn::test
