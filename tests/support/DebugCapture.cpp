@@ -1,7 +1,5 @@
 #include "support/DebugCapture.h"
 
-#include "support/TempDirectory.h"
-
 #include <gtest/gtest.h>
 
 #include <sys/mman.h>
@@ -12,34 +10,22 @@
 
 namespace quarn::test {
 
-namespace {
-
-DebugOptions OptionsFor(uint32_t consoleMask) {
-    DebugOptions options;
-    options.consoleMask = consoleMask;
-    options.logMask = 0;
-    return options;
-}
-
-std::string WithoutPrefix(const std::string& line) {
-    // Two words of time (or one of uptime), then the thread's name in brackets.
-    const size_t bracket = line.find('[');
-    const size_t end = bracket == std::string::npos ? bracket : line.find("] ", bracket);
-    return end == std::string::npos ? line : line.substr(end + 2);
-}
-
-}  // namespace
-
 std::vector<std::string> WithoutPrefixes(std::vector<std::string> lines) {
-    std::transform(lines.begin(), lines.end(), lines.begin(), WithoutPrefix);
+    for (std::string& line : lines) {
+        // Two words of time (or one of uptime), then the thread's name in brackets.
+        const size_t end = line.find("] ", line.find('['));
+        if (end != std::string::npos)
+            line.erase(0, end + 2);
+    }
     return lines;
 }
 
 DebugCapture::DebugCapture(uint32_t consoleMask)
-    : savedStdout_(-1), file_(memfd_create("stdout", MFD_CLOEXEC)), debug_(OptionsFor(consoleMask), nullptr) {
+    : file_(memfd_create("stdout", MFD_CLOEXEC)),
+      debug_({.consoleMask = consoleMask, .logMask = 0}, nullptr) {
     fflush(stdout);
     savedStdout_ = dup(STDOUT_FILENO);
-    if (file_ < 0 || savedStdout_ < 0 || dup2(file_, STDOUT_FILENO) < 0)
+    if (dup2(file_, STDOUT_FILENO) < 0)
         throw std::runtime_error("cannot catch standard output");
     debug_.SetAsDefault();
 }
@@ -60,24 +46,13 @@ std::string DebugCapture::Text() const {
     return text;
 }
 
-std::vector<std::string> DebugCapture::RawLines() {
-    return SplitLines(Text());
-}
-
-std::vector<std::string> DebugCapture::Lines() {
-    return WithoutPrefixes(RawLines());
-}
-
 size_t DebugCapture::Count(const std::string& text) {
-    const std::vector<std::string> lines = Lines();
-    return static_cast<size_t>(std::count(lines.begin(), lines.end(), text));
+    return static_cast<size_t>(std::ranges::count(Lines(), text));
 }
 
 size_t DebugCapture::CountContaining(const std::string& part) {
-    const std::vector<std::string> lines = Lines();
-    return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
-        return line.find(part) != std::string::npos;
-    }));
+    const auto contains = [&](const std::string& line) { return line.find(part) != std::string::npos; };
+    return static_cast<size_t>(std::ranges::count_if(Lines(), contains));
 }
 
 }  // namespace quarn::test

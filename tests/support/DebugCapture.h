@@ -18,13 +18,11 @@ public:
     /// Catches every category unless told otherwise.
     explicit DebugCapture(uint32_t consoleMask = 0xFFFFFFFF);
     ~DebugCapture();
-    DebugCapture(const DebugCapture&) = delete;
-    DebugCapture& operator=(const DebugCapture&) = delete;
 
-    /// The messages caught so far, without the time and thread prefixes.
-    std::vector<std::string> Lines();
     /// The lines caught so far as they are.
-    std::vector<std::string> RawLines();
+    std::vector<std::string> RawLines() { return SplitLines(Text()); }
+    /// The messages caught so far, without the time and thread prefixes.
+    std::vector<std::string> Lines() { return WithoutPrefixes(RawLines()); }
     /// How many caught messages equal the text.
     size_t Count(const std::string& text);
     bool Contains(const std::string& text) { return Count(text) != 0; }

@@ -18,8 +18,6 @@ public:
         setrlimit(RLIMIT_NOFILE, &lower);
     }
     ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &saved_); }
-    DescriptorLimit(const DescriptorLimit&) = delete;
-    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
 
 private:
     rlimit saved_;

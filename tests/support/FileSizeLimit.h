@@ -8,21 +8,16 @@ namespace quarn::test {
 /// Limits the size of every file that the process writes, as a full disk would, while it lives. One at a time.
 class FileSizeLimit {
 public:
-    explicit FileSizeLimit(rlim_t size) : handler_(signal(SIGXFSZ, SIG_IGN)) {
+    explicit FileSizeLimit(rlim_t size) {
+        signal(SIGXFSZ, SIG_IGN);
         getrlimit(RLIMIT_FSIZE, &saved_);
         const rlimit limit{size, saved_.rlim_max};
         setrlimit(RLIMIT_FSIZE, &limit);
     }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &saved_);
-        signal(SIGXFSZ, handler_);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &saved_); }
 
 private:
     rlimit saved_;
-    sighandler_t handler_;
 };
 
 }  // namespace quarn::test

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace quarn::test {
@@ -13,12 +14,10 @@ namespace quarn::test {
 namespace fs = std::filesystem;
 
 std::vector<std::string> SplitLines(const std::string& text) {
+    std::istringstream stream(text);
     std::vector<std::string> lines;
-    for (size_t start = 0; start < text.size();) {
-        const size_t end = std::min(text.find('\n', start), text.size());
-        lines.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
     return lines;
 }
 
@@ -33,9 +32,8 @@ TempDirectory::~TempDirectory() {
 }
 
 void TempDirectory::Write(const std::string& name, const std::string& contents) const {
-    std::ofstream file(File(name), std::ios::binary | std::ios::trunc);
-    file << contents;
-    file.close();
+    std::ofstream file(File(name), std::ios::binary);
+    file << contents << std::flush;
     if (!file)
         throw std::runtime_error("cannot write " + File(name));
 }
@@ -44,14 +42,14 @@ std::string TempDirectory::Read(const std::string& name) const {
     std::ifstream file(File(name), std::ios::binary);
     if (!file)
         throw std::runtime_error("cannot read " + File(name));
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 std::vector<std::string> TempDirectory::Names() const {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(path_))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
+        names.push_back(entry.path().filename());
+    std::ranges::sort(names);
     return names;
 }
 
