@@ -1,3 +1,4 @@
+#include <quarn/FpgaMicrosecondClock.h>
 #include <quarn/LocalTime.h>
 #include <quarn/MicrosecondClockHardware.h>
 
@@ -9,7 +10,10 @@
 namespace quarn::test {
 namespace {
 
+using testing::MatchesRegex;
+
 constexpr uint64_t kTimer = 0xFF110000;
+constexpr uint64_t kCounter = 0x1F011000;  // a word of memory in the place of a counter
 
 // That these are the only writes to the timer, nine and in this order, is seen from outside: see scripts/board-test.
 TEST(ClockBoardTest, SetsTheTimerUpOnceAndLeavesItRunning) {
@@ -20,6 +24,25 @@ TEST(ClockBoardTest, SetsTheTimerUpOnceAndLeavesItRunning) {
     const MicrosecondClockHardware second(kTimer);
     const uint32_t start = second.GetMicrosecondClock();
     EXPECT_TRUE(Eventually([&] { return second.GetMicrosecondClock() != start; }));
+}
+
+TEST(ClockBoardTest, BothClocksAnswerOnTheConsole) {
+    MicrosecondClockHardware timer(kTimer);
+    FpgaMicrosecondClock counter(kCounter);
+    ConfiguredBoard board({&timer, &counter}, "");
+    timer.SetAdjustment(0x80000000);
+    EXPECT_THAT(board.Run("sch show"),
+                ElementsAre("0x80000000 (adjustment)", MatchesRegex("0x8000.... \\(effective\\)")));
+    EXPECT_THAT(board.Run("sch raw"), ElementsAre(MatchesRegex("0x0000.... \\(divide-by-26\\)"),
+                                                  MatchesRegex("0x0000.... \\(free run\\)")));
+    EXPECT_THAT(board.Run("sch check"),
+                ElementsAre(MatchesRegex("[0-9]+ counts occurred in [0-9]{4,} system ticks")));
+    Physical(kCounter) = 0xFFFFFFF0;
+    EXPECT_EQ(counter.SetMicrosecondClock(5), 0xFFFFFFF0u);
+    Physical(kCounter) = 2;
+    EXPECT_THAT(board.Run("uclk show"), ElementsAre("0x00000015 (adjustment)", "0x00000017 (effective)"));
+    EXPECT_THAT(board.Run("uclk check"),
+                ElementsAre(MatchesRegex("0 counts occurred in [0-9]{4,} system ticks")));
 }
 
 TEST(ClockBoardTest, TheSystemClockIsReallySet) {

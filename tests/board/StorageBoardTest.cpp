@@ -4,7 +4,9 @@
 #include "storage/StorageFixture.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 namespace quarn::test {
 namespace {
@@ -51,6 +53,14 @@ TEST(StorageBoardTest, AFlashPartitionIsErasedBlockByBlockAndSurvivesFailures) {
     SetModule("normem/fail_write", kNowhere);
     Save(storage, 40);
     EXPECT_EQ(reload(), 40u);
+
+    const int fd = open("/dev/mtd1", O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(pwrite(fd, "\0\0", 2, 5 * kEraseBlock + 30), 2);  // into what was saved last
+    close(fd);
+    EXPECT_EQ(reload(), 38u);
+    EXPECT_TRUE(debug.Contains("/dev/mtd1: in block 5: bad overall checksum"));
+    Save(storage, 41);
+    EXPECT_EQ(reload(), 41u);
     EXPECT_EQ(storage.Wipe(), 16u);
     EXPECT_EQ(reload(), kNothing);
 }
