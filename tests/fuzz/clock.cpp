@@ -1,76 +1,131 @@
-// The clock protocol: 9 bytes are a datagram's length and its start; the first goes to a server, the others are the
-// replies that a client gets.
+// The clock protocol: bytes 0 to 8 are a datagram and its length; what follows answers a client's calls.
 
 #include <quarn/SettableMicrosecondClock.h>
 
 #include "fuzz/Fuzz.h"
 #include "services/ClockExchange.h"
 
+#include <errno.h>
+
+#include <deque>
+#include <optional>
 #include <utility>
 
 namespace quarn::test {
 namespace {
 
-const IPAddress kServer{uint32_t{0x0100007F}};
-
-struct Clock final : SettableMicrosecondClock {
+class NotingClock final : public SettableMicrosecondClock {
+public:
     uint32_t GetMicrosecondClock() const override { return time; }
-    uint32_t SetMicrosecondClock(uint32_t newTime) override { return std::exchange(time, newTime); }
+    uint32_t SetMicrosecondClock(uint32_t newTime) override {
+        ++timesSet;
+        return std::exchange(time, newTime);
+    }
     uint32_t GetAdjustment() const override { return 0; }
 
     uint32_t time = 0x12345678;
+    uint32_t timesSet = 0;
 };
 
-uint8_t Take(Input& input, ClockPacket::Bytes& bytes) {
-    const uint8_t length = input.Byte();
-    const Bytes taken = input.Take(ClockPacket::kSize);
-    std::copy(taken.begin(), taken.end(), bytes.begin());
-    return length;
-}
+const IPAddress kServer{uint32_t{0x0100007F}};
+constexpr uint16_t kPort = 5010;
 
-struct ScriptedLink final : ClockLink {
-    explicit ScriptedLink(Input& input) : script(input) {}
+class ScriptedLink final : public ClockLink {
+public:
+    explicit ScriptedLink(Input& script) : script_(script) {}
 
-    uint64_t Now() override { return 0; }
-    ssize_t Send(const ClockPacket::Bytes& bytes) override { return ssize_t(bytes.size()); }
-    int Wait(uint32_t) override { return 1; }
+    uint64_t Now() override { return now_ += script_.Byte(); }
+    ssize_t Send(const ClockPacket::Bytes& bytes) override {
+        request_ = ClockPacket::Decode(bytes, ssize_t{ClockPacket::kSize});
+        const uint8_t result = script_.Byte();
+        return result > 0xF0 ? Fail() : result > 0xE0 ? result % 8 : ssize_t{ClockPacket::kSize};
+    }
+    int Wait(uint32_t) override {
+        const uint8_t result = script_.Byte();
+        return result > 0xF0 ? int(Fail()) : result < 0xE0;
+    }
     ssize_t Receive(ClockPacket::Bytes& bytes, IPAddress& from, uint16_t& fromPort) override {
-        from = kServer;
-        fromPort = 5010;
-        return Take(script, bytes);
+        const uint8_t flags = script_.Byte();
+        if (script_.IsEmpty() || flags > 0xF0)
+            return Fail();
+        from = flags & 1 ? IPAddress(uint32_t{flags}) : kServer;
+        fromPort = flags & 2 ? flags : kPort;
+        const Bytes raw = script_.Take(bytes.size());
+        std::copy(raw.begin(), raw.end(), bytes.begin());
+        if (flags & 4) {  // a good reply
+            ClockPacket reply = request_;
+            reply.time = flags * 0x01010101U;
+            bytes = reply.Encode();
+        }
+        return flags & 8 ? flags : ssize_t{ClockPacket::kSize};
     }
 
-    Input& script;
+private:
+    static ssize_t Fail() {
+        errno = EAGAIN;
+        return -1;
+    }
+
+    Input& script_;
+    ClockPacket request_;
+    uint64_t now_ = 0;
 };
 
-void CheckServer(const ClockPacket::Bytes& bytes, uint8_t length) {
+void CheckPacket(ClockPacket::Bytes bytes, uint8_t length) {
+    ClockPacket packet;
     const bool isGood = length == ClockPacket::kSize && bytes[0] == 'S' && bytes[1] == 'C';
-    const Clock clock;
+    const bool isTaken = Failure([&] { packet = ClockPacket::Decode(bytes, length); }).empty();
+    Require(isTaken == isGood, "a bad packet is taken, or a good one refused");
+
+    NotingClock clock;
     ClockPacket::Bytes reply = bytes;
     Require(Failure([&] { AnswerTimeRequest(reply, length, clock); }).empty() == isGood,
-            "a bad packet is answered, or a good one refused");
+            "the server judges otherwise");
     if (!isGood)
         return;
-    ClockPacket packet = ClockPacket::Decode(bytes, length);
     Require(packet.Encode() == bytes, "other bytes than were read");
     packet.time = clock.time;
     Require(packet.Encode() == reply, "the reply is not the request with the time");
 }
 
-}  // namespace
-
-void CheckInput(Input& input) {
-    ClockPacket::Bytes bytes{};
-    const uint8_t length = Take(input, bytes);
-    CheckServer(bytes, length);
-    Clock clock;
-    ScriptedLink link(input);
-    ClockExchange exchange(link, kServer, 5010, clock);
-    while (!input.IsEmpty()) {
-        uint32_t expected = clock.time;  // a failure does not set it
-        Failure([&] { expected = exchange.Run().target; });
-        Require(clock.time == expected, "the clock was not set as told");
+void CheckExchanges(Input& script) {
+    NotingClock clock;
+    ScriptedLink link(script);
+    ClockExchange exchange(link, kServer, kPort, clock);
+    std::deque<uint32_t> trips;
+    while (!script.IsEmpty()) {
+        Require(exchange.DiscardLateReplies() <= 1000, "a flood holds the client");
+        const uint32_t timesSet = clock.timesSet, before = clock.time;
+        std::optional<ClockExchange::Result> result;
+        Failure([&] { result = exchange.Run(); });
+        if (!result) {
+            Require(clock.timesSet == timesSet, "the clock was set by an exchange that failed");
+            continue;
+        }
+        Require(clock.timesSet == timesSet + 1 && clock.time == result->target && result->previous == before,
+                "the clock was not set as told");
+        trips.push_back(result->roundTrip);
+        if (trips.size() > 10)
+            trips.pop_front();
+        uint32_t sum = 0;
+        for (const uint32_t trip : trips)
+            sum += trip;
+        Require(result->average == sum / trips.size(), "another average");
     }
 }
 
+}  // namespace
 }  // namespace quarn::test
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace quarn;
+    using namespace quarn::test;
+    Input input(data, size);
+    const uint8_t length = input.Byte();
+    const Bytes raw = input.Take(ClockPacket::kSize);
+    ClockPacket::Bytes bytes{};
+    std::copy(raw.begin(), raw.end(), bytes.begin());
+    CheckPacket(bytes, length);
+    CheckExchanges(input);
+    return 0;
+}

@@ -11,40 +11,42 @@
 namespace quarn::test {
 namespace {
 
-uint8_t Unescape(uint8_t byte) {
-    return byte == SLIPConstants::ESC_END   ? SLIPConstants::END
-           : byte == SLIPConstants::ESC_ESC ? SLIPConstants::ESC
-                                            : byte;
-}
-
 /// The decoder without anything clever.
-struct PlainDecoder {
+class PlainDecoder {
+public:
+    explicit PlainDecoder(size_t limit) : limit_(limit) {}
+
     size_t Write(const Bytes& bytes) {
-        backlog.insert(backlog.end(), bytes.begin(), bytes.end());
-        if (backlog.size() > limit)
-            backlog.clear();
-        return backlog.size();
+        backlog_.insert(backlog_.end(), bytes.begin(), bytes.end());
+        if (backlog_.size() > limit_)
+            backlog_.clear();
+        return backlog_.size();
     }
 
     bool Get(Bytes& frame) {
         Bytes found;
-        for (auto at = backlog.begin(); at != backlog.end(); ++at) {
-            if (*at == SLIPConstants::END && !found.empty()) {
+        for (size_t i = 0; i < backlog_.size(); ++i) {
+            const uint8_t byte = backlog_[i];
+            if (byte == SLIPConstants::END && !found.empty()) {
                 frame = found;
-                backlog.erase(backlog.begin(), at + 1);
+                backlog_.erase(backlog_.begin(), backlog_.begin() + ptrdiff_t(i) + 1);
                 return true;
             }
-            const bool isEscape = *at == SLIPConstants::ESC;
-            if (isEscape && ++at == backlog.end())
+            if (byte == SLIPConstants::ESC && ++i == backlog_.size())
                 return false;
-            if (isEscape || *at != SLIPConstants::END)
-                found.push_back(isEscape ? Unescape(*at) : *at);
+            if (byte == SLIPConstants::ESC)
+                found.push_back(backlog_[i] == SLIPConstants::ESC_END   ? SLIPConstants::END
+                                : backlog_[i] == SLIPConstants::ESC_ESC ? SLIPConstants::ESC
+                                                                        : backlog_[i]);
+            else if (byte != SLIPConstants::END)
+                found.push_back(byte);
         }
         return false;
     }
 
-    const size_t limit;
-    Bytes backlog = {};
+private:
+    const size_t limit_;
+    Bytes backlog_;
 };
 
 size_t Write(SLIPDecoder& decoder, const Bytes& piece, bool asWords) {
@@ -58,21 +60,26 @@ size_t Write(SLIPDecoder& decoder, const Bytes& piece, bool asWords) {
 
 void CheckEncoding(const Bytes& frame) {
     SLIPEncoder encoder("fuzz", 0);
-    SLIPDecoder decoder("fuzz", 0);
     encoder.Put(frame);
-    Bytes bytes;
-    encoder.Read(bytes);
-    decoder.Write(bytes);
-    Require(decoder.Get(bytes) && bytes == frame, "what was encoded decodes to something else");
+    Bytes encoded, again;
+    encoder.Read(encoded);
+    Require(std::count(encoded.begin(), encoded.end(), SLIPConstants::END) == 1, "not one END in a frame");
+    SLIPDecoder decoder("fuzz", 0);
+    decoder.Write(encoded);
+    Require(decoder.Get(again) && again == frame, "what was encoded decodes to something else");
 }
 
 }  // namespace
+}  // namespace quarn::test
 
-void CheckInput(Input& input) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    using namespace quarn::test;
+    Input input(data, size);
     const uint8_t cut = input.Byte(), limit = input.Byte(), asWords = input.Byte();
-    SLIPDecoder decoder("fuzz", limit);
-    PlainDecoder plain{limit ? size_t{limit} : 0x40000};
-    InPieces(cut, input.Rest(), [&](const Bytes& piece) {
+    quarn::SLIPDecoder decoder("fuzz", limit);
+    PlainDecoder plain(limit ? limit : 0x40000);
+    const Bytes stream = input.Rest();
+    InPieces(cut, stream, [&](const Bytes& piece) {
         Require(Write(decoder, piece, asWords & 1) == plain.Write(piece), "another number of bytes waits");
         Bytes frame, expected;
         while (plain.Get(expected)) {
@@ -81,6 +88,5 @@ void CheckInput(Input& input) {
         }
         Require(!decoder.Get(frame) && frame == expected, "a frame where there is none");
     });
+    return 0;
 }
-
-}  // namespace quarn::test
