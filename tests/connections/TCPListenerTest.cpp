@@ -51,6 +51,20 @@ TEST(TCPListener, EverySocketIsClosedOnExecNonBlockingAndPrompt) {
     }
 }
 
+TEST(TCPListener, TenThousandConnectionsLeakNothing) {
+    TCPListener listener(LOOPBACK, 0);
+    const size_t before = CountDescriptors();
+    for (int i = 0; i < 10000; ++i) {
+        TCPConnection client("client", LOOPBACK, listener.GetPort());
+        ASSERT_TRUE(WaitFor(listener.Socket(), POLLIN));
+        const std::unique_ptr<TCPConnection> accepted(listener.Accept("$peer$"));
+        ASSERT_TRUE(accepted);
+        const linger reset = {1, 0};  // leaves the ephemeral ports free
+        setsockopt(client.Socket(), SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    }
+    EXPECT_EQ(CountDescriptors(), before);
+}
+
 TEST(TCPListener, ConstructorsThatFailLeakNothing) {
     TCPListener listener(LOOPBACK, 0);
     const size_t before = CountDescriptors();

@@ -1,7 +1,10 @@
 #include <quarn/Accessors.h>
 #include <quarn/MonitorException.h>
 
+#include "connections/Loopback.h"
 #include "devices/DeviceTest.h"
+#include "support/HeapInUse.h"
+#include "support/TempDirectory.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -119,6 +122,18 @@ TEST(AccessorsTest, StopsConfiguringOnlyWhereItCannotGoOn) {
     accessors.Configure(directory.File("cut"));
     EXPECT_EQ(debug.Lines(), Lines{directory.File("cut") + ":3: Could not read on: Bad file descriptor"});
     EXPECT_EQ(accessor.notes, (Lines{"s|a", "s|worse", "s|first"}));  // a piece of a line is none
+}
+
+TEST(AccessorsTest, SurvivesARandomConfigurationFile) {
+    const TempDirectory directory;
+    directory.Write("c", "[s]\n" + RandomBytes(10 << 20) + "\n[s]\nend");
+    ScriptedAccessor accessor({}, {"s"});
+    Accessors accessors;
+    accessors.Add(accessor);
+    const size_t before = HeapInUse();
+    accessors.Configure(directory.File("c"));
+    EXPECT_EQ(std::exchange(accessor.notes, {}).back(), "s|end");
+    EXPECT_LT(HeapInUse(), before + 1000000);
 }
 
 TEST(AccessorsTest, ExecutesLines) {

@@ -3,6 +3,7 @@
 #include "connections/Loopback.h"
 #include "support/DebugCapture.h"
 #include "support/Eventually.h"
+#include "support/HeapInUse.h"
 
 #include <gtest/gtest.h>
 
@@ -104,6 +105,20 @@ TEST_F(ConsoleServerTest, HasRoomForSixteenClientsWhoAreAllowed) {
     EXPECT_EQ(Ask(Peer(port_), "echo x"), "x\n\x04\n");
     const ConsoleServer choosy(nullptr, "", 0, accessors_, SomebodyElse());
     EXPECT_EQ(Peer(choosy.GetPort()).Read(1), "");
+}
+
+TEST_F(ConsoleServerTest, SurvivesRandomBytes) {
+    const size_t before = HeapInUse();
+    const Peer noisy(port_);
+    std::thread reader([&] {
+        while (noisy.Read(4096).size() == 4096)
+            continue;
+    });
+    noisy.Write(RandomBytes(10 << 20));
+    noisy.ShutDown();
+    reader.join();
+    EXPECT_EQ(Ask(Peer(port_), "echo x"), "x\n\x04\n");
+    EXPECT_LT(HeapInUse(), before + 1000000);
 }
 
 TEST_F(ConsoleServerTest, ListsAllWorkersWhileOthersDoToo) {
