@@ -42,7 +42,6 @@ TEST(MicrosecondClockHardwareTest, CountsFromWhatItIsSetToAndAnswersOnTheConsole
     EXPECT_GE(ticks, 1000u);
     EXPECT_LE(ticks, most);
     EXPECT_THAT(clock.GetConsoleCommands(false), ElementsAre("sch"));
-    EXPECT_EQ(clock.Execute("c", {}).size(), 5u);
     EXPECT_EQ(clock.Execute("c", {"show"}).size(), 2u);
     EXPECT_EQ(ThrownMessage([&] { clock.Execute("c", {"shw"}); }), "\"c\" command has no \"shw\" subcommand");
 }
@@ -87,7 +86,6 @@ TEST(FpgaMicrosecondClockTest, ReadsOneWordAndWritesNone) {
     EXPECT_THAT(clock.Execute("c", {"check"}), ElementsAre(StartsWith("0 counts occurred in ")));
     EXPECT_THAT(io.TakeAccesses(), testing::Each("r 0xA0000040"));
     EXPECT_THAT(clock.GetConsoleCommands(false), ElementsAre("uclk"));
-    EXPECT_EQ(clock.Execute("c", {}).size(), 4u);
     EXPECT_EQ(ThrownMessage([&] { clock.Execute("c", {"raw"}); }), "\"c\" command has no \"raw\" subcommand");
 }
 
