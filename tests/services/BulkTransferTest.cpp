@@ -197,6 +197,9 @@ TEST_F(BulkTransferTest, SilenceEndsATransferAndDestructionRemovesThePart) {
         const Peer peer(abandoned.GetPort());
         peer.Write(Init(kToken, 100) + Part(0, contents_.substr(0, 60)));
         EXPECT_TRUE(peer.Hears(Ack(60)));
+        uint8_t percent = 0;
+        EXPECT_EQ(abandoned.GetStatus(&percent), BULK_TRANSFER_IN_PROGRESS);
+        EXPECT_EQ(percent, 60);
         EXPECT_EQ(folder_.Names(), (Lines{"from", "to"}));
     }
     EXPECT_EQ(folder_.Names(), Lines{"from"});

@@ -61,6 +61,8 @@ TEST_F(ConsoleServerTest, AnswersEachLineInTurn) {
     EXPECT_EQ(Ask(other, ""), "\x04\n");
     EXPECT_EQ(Ask(peer, "ech"), "unrecognized command (\"help\" for help)\n\x04\n");
     EXPECT_EQ(Ask(peer, "quote"), "?\na\n?\n\x04\n");
+    EXPECT_EQ(Ask(peer, "echo 1\necho 2"), "1\n\x04\n");
+    EXPECT_TRUE(peer.Hears("2\n\x04\n"));  // though nothing else arrives
 
     // Many lines at once, more than fits on its way, and an end of input that overtakes the responses.
     std::string lines, responses;
