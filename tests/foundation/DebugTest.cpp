@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <errno.h>
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/sysinfo.h>
@@ -23,6 +24,7 @@ namespace {
 // While not 0, the wall clock that the program sees, and the uptime, which cannot be read when it is negative.
 time_t fakeUTC;
 long fakeUptime;
+bool testModeFileExists;
 
 // The program's own definitions come before those of the C library.
 extern "C" time_t time(time_t*) noexcept {
@@ -34,6 +36,12 @@ extern "C" time_t time(time_t*) noexcept {
 extern "C" int sysinfo(struct sysinfo* info) noexcept {
     info->uptime = fakeUptime;
     return fakeUptime < 0 ? -1 : 0;
+}
+
+extern "C" int access(const char* path, int mode) noexcept {
+    if (path == std::string("/tmp/test/legacy"))
+        return testModeFileExists ? 0 : -1;
+    return static_cast<int>(syscall(SYS_faccessat, AT_FDCWD, path, mode));
 }
 
 struct DebugTest : testing::Test {
@@ -156,10 +164,31 @@ TEST_F(DebugTest, TheDefaultGoesWithItsObject) {
 TEST_F(DebugTest, ExplainsTheMasks) {
     EXPECT_EQ(Debug::FormatMask(0x2abc), "0x00002ABC");
     Debug::Usage(stdout, " >");
-    const Lines lines = capture.RawLines();
-    EXPECT_EQ(lines.at(0), " >Mask bits are as follows (not all bits may be used in a given application):");
-    EXPECT_EQ(lines.at(9), " >0x00000100 = DBG_RF (Receiver operations)");
-    EXPECT_EQ(lines.at(10), " >0x00000200 = DBG_MULTI (Receiver operations)");
+    EXPECT_EQ(
+        capture.RawLines(),
+        (Lines{" >Mask bits are as follows (not all bits may be used in a given application):",
+               " >0x00000001 = ERR (significant and unexpected events)",
+               " >0x00000002 = WARN (significant but unexpected events)",
+               " >0x00000004 = INFO (less significant but unexpected events)",
+               " >0x00000008 = TIMING (performance metrics)",
+               " >0x00000010 = DBG_SETTINGS (settings communication)",
+               " >0x00000020 = DBG_STATUS (status communication)",
+               " >0x00000040 = DBG_ACTION (action communication)",
+               " >0x00000080 = DBG_LORA (LoRa core action)", " >0x00000100 = DBG_RF (Receiver operations)",
+               " >0x00000200 = DBG_MULTI (Receiver operations)", " >0x00000400 = DBG_MIRROR (RF Mirror Mode)",
+               " >0x00000800 = DBG_DANTE", " >0x00001000 = DBG_LOGIC_IO (Opto GPIO operations)",
+               " >0x00002000 = DBG_DESK (DiGiCo Desk Integration)"}));
+}
+
+TEST_F(DebugTest, ReadsTheTestModeWhenAsked) {
+    Debug debug({}, nullptr);
+    for (const bool exists : {true, false}) {
+        testModeFileExists = exists;
+        EXPECT_EQ(Debug({}, nullptr).IsLegacyTestModeEnabled(), exists);
+        EXPECT_EQ(debug.IsLegacyTestModeEnabled(), !exists);
+        debug.UpdateTestMode();
+        EXPECT_EQ(debug.IsLegacyTestModeEnabled(), exists);
+    }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 using quarn::test::AllocationWatch;
 
 [[gnu::noinline]] void* operator new(size_t size) {
+    ++AllocationWatch::countOfThread;
     AllocationWatch::largest = std::max<size_t>(AllocationWatch::largest, size);
     void* const memory = size > AllocationWatch::limit ? nullptr : malloc(size);
     if (!memory)

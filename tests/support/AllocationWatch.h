@@ -19,6 +19,8 @@ public:
 
     size_t Largest() const { return largest; }
 
+    /// How many the calling thread has made in its life.
+    static inline thread_local uint64_t countOfThread = 0;
     static inline std::atomic<size_t> largest = 0, limit = SIZE_MAX;
 };
 

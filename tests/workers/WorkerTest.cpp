@@ -3,6 +3,7 @@
 #include <quarn/Text.h>
 #include <quarn/WorkerLock.h>
 
+#include "support/AllocationWatch.h"
 #include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
 #include "workers/ScriptedWorker.h"
@@ -199,6 +200,25 @@ TEST(WorkerTest, WarnsWhenItIsDestroyedWithoutStop) {
                      "         still in its waitable set.  This is not a problem, but if the owner",
                      "         did not remove them, it may mean that it also forgot to close them.",
                      Format("          fd %d (no description)", fd)}));
+    close(fd);
+}
+
+TEST(WorkerTest, RunsCyclesWithoutAllocating) {
+    ScriptedWorker worker("steady");
+    const int fd = eventfd(0, 0);
+    worker.initialize = [&] {
+        worker.AddWaitableFileDescriptor(fd, Worker::WAIT_WRITE, "always ready");
+        return true;
+    };
+    uint64_t before = 0, after = 1;
+    worker.work = [&] {
+        (worker.works == 10 ? before : after) = AllocationWatch::countOfThread;
+        return worker.works < 1000;
+    };
+    worker.Start();
+    worker.AwaitEnd();
+    worker.Stop();
+    EXPECT_EQ(after, before);
     close(fd);
 }
 
