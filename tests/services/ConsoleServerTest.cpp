@@ -77,6 +77,9 @@ TEST_F(ConsoleServerTest, AnswersEachLineInTurn) {
     peer.ShutDown();
     EXPECT_EQ(Ask(other, "echo x"), "x\n\x04\n");
     EXPECT_TRUE(peer.Read(responses.size() + 1) == responses);
+
+    TCPConnection elsewhere("elsewhere", IPAddress("127.0.0.2"), port_);  // where it does not listen
+    EXPECT_TRUE(Eventually([&] { return !elsewhere.Work(nullptr); }));
 }
 
 TEST_F(ConsoleServerTest, LetsAClientThatNeverReadsWaitAlone) {

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks that no file includes from a room below its own, that the simulated board uses public headers only and nothing
-uses it, that what the public headers offer is marked for shared libraries, and that quarn.h and the minimal daemon in README.md are
-what the tree holds. Prints each offence; the exit status says whether there was one."""
+uses it, that what the public headers offer is marked for shared libraries, that quarn.h and the minimal daemon in README.md are
+what the tree holds, and that tests are a third of the code at most. Prints each offence; the exit status says whether there was one."""
 import pathlib
 import re
 import sys
@@ -63,5 +63,18 @@ minimal = (root / "examples/minimal/main.cpp").read_text()
 if f"```cpp\n{minimal}```" not in (root / "README.md").read_text():
     offences.append("README.md does not show examples/minimal/main.cpp as it is")
 
-print("\n".join(offences) or f"{len(headers)} public headers in their rooms")
+
+def count_lines(*folders):
+    """The lines of code that are not blank."""
+    files = [path for folder in folders for path in (root / folder).rglob("*")
+             if path.suffix in (".cpp", ".h", ".c", ".py") or path.parent == root / "scripts"]
+    return sum(bool(line.strip()) for path in files for line in path.read_text().splitlines())
+
+
+tests = count_lines("tests")
+code = tests + count_lines("src", "include", "sim", "examples", "bench", "scripts")
+if tests > code / 3:
+    offences.append(f"Tests are {tests} of {code} lines, more than a third: merge those that check the same")
+
+print("\n".join(offences) or f"{len(headers)} public headers in their rooms, tests are {100 * tests // code} % of the code")
 sys.exit(1 if offences else 0)
