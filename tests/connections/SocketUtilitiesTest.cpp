@@ -53,6 +53,8 @@ TEST(SocketUtilities, SwitchesOneFlagAndSaysWhatFailed) {
     UDPSocket datagrams(LOOPBACK, 0);
     EXPECT_EQ(ThrownMessage([&] { SetSilenceLimit(datagrams.Socket(), 10); }),
               Describe(datagrams.Socket()) + ": setsockopt for silence limit failed: Protocol not available");
+    EXPECT_EQ(ThrownMessage([&] { SetNagle(datagrams.Socket(), false); }),
+              Describe(datagrams.Socket()) + ": setsockopt for Nagle flag failed: Protocol not available");
     EXPECT_EQ(ThrownMessage([] { SetBlocking(-1, true); }),
               "[no socket]: fcntl could not get file flags: Bad file descriptor");
 }

@@ -28,6 +28,9 @@ TEST(UDPSocket, ReturnsTheWholeLengthOfATruncatedDatagramAndReportsItsEnd) {
     EXPECT_STREQ(buffer, "ddddddddd-");
     EXPECT_EQ(from, LOOPBACK);
     EXPECT_EQ(fromPort, PortOf(a.Socket()));
+    EXPECT_EQ(a.Send("next", 4, LOOPBACK, PortOf(fd)), 4U);
+    ASSERT_TRUE(WaitFor(fd, POLLIN));
+    EXPECT_EQ(b->Receive(buffer, 10, nullptr, nullptr), 4U);
     EXPECT_EQ(ThrownMessage([&] { a.Send(tooLong.data(), tooLong.size(), LOOPBACK, 4711); }),
               "Send to 127.0.0.1:4711 failed: Message too long");
 

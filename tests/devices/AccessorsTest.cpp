@@ -48,6 +48,8 @@ private:
             throw MonitorException("I2C: bad %%s");
         if (note.ends_with("|worse"))
             throw std::out_of_range("far out");
+        if (note.ends_with("|worst"))
+            throw 5;
     }
 
     const Names commands_, sections_, help_;
@@ -161,6 +163,7 @@ TEST(AccessorsTest, ExecutesLines) {
     for (const auto& [line, response] : cases)
         EXPECT_EQ(accessors.Execute(line), response) << line;
     EXPECT_EQ(i2c.notes, (Lines{"i2c|a b|#|c", "i2c|bad", "i2c|worse"}));
+    EXPECT_THROW(accessors.Execute("i2c worst"), int);
     EXPECT_EQ(ThrownMessage([&] { mute.Execute("x", {}); }), "Accessor does not support command execution");
     EXPECT_EQ(ThrownMessage([&] { mute.Configure("x", {}); }), "Accessor does not support configuration");
 }

@@ -84,6 +84,13 @@ std::string Get(GPIOIndirectAccess& gpio, const std::string& name = "slot") {
     return value.empty() ? message : value;
 }
 
+// How often the thread has given the processor away by itself.
+long Waits() {
+    rusage usage;
+    getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_nvcsw;
+}
+
 class GPIOIndirectAccessTest : public testing::Test {
 protected:
     // What a Get() comes to when the server does that with its action ID.
@@ -166,7 +173,13 @@ TEST_F(GPIOIndirectAccessTest, AServerThatStallsCostsHalfASecond) {
         SCOPED_TRACE(peer);
         const std::string name = peer == "does not read" ? std::string(250000, 'n') : "slot";
         const uint64_t start = Tick();
-        std::future<std::string> pending = std::async(std::launch::async, [&] { return Get(gpio_, name); });
+        long waits = 0;
+        std::future<std::string> pending = std::async(std::launch::async, [&] {
+            const long before = Waits();
+            const std::string outcome = Get(gpio_, name);
+            waits = Waits() - before;
+            return outcome;
+        });
         ASSERT_TRUE(name != "slot" || server_.Take() == "gpio-get slot");
         if (peer == "trickles")  // a message of 65536 bytes, of which this is the header
             server_.SendBytes({"\xA3\0\1\0\0\3\1", 7});
@@ -177,6 +190,7 @@ TEST_F(GPIOIndirectAccessTest, AServerThatStallsCostsHalfASecond) {
                 server_.Send(Grammar::ACK, uint16_t(server_.actionID - 1), 1u);
         }
         EXPECT_EQ(pending.get(), kFailed + "No response from GPIO server");
+        EXPECT_GE(waits, peer == "floods" ? 0 : 10);
         EXPECT_GE(MillisecondsSince(start), 500u);
         EXPECT_LT(MillisecondsSince(start), 3000u);  // on a busy machine
         server_.Close();
@@ -188,7 +202,9 @@ TEST_F(GPIOIndirectAccessTest, ConnectingIsLimitedToo) {
     BusyPort port;
     GPIOIndirectAccess waiting(LOOPBACK, port.Port(), "gpio");
     const uint64_t start = Tick();
+    const long before = Waits();
     EXPECT_EQ(Get(waiting), kFailed + "Timed out waiting to connect to GPIO server");
+    EXPECT_GE(Waits() - before, 10);
     EXPECT_GE(MillisecondsSince(start), 500u);
     EXPECT_LT(MillisecondsSince(start), 3000u);
     DebugCapture debug;

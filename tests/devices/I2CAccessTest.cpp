@@ -170,6 +170,7 @@ TEST(I2CBusTest, ThreadsWaitForEachOtherForAsLongAsItTakes) {
     std::thread second(read, std::ref(i2c)), third(read, std::ref(other));
     EXPECT_FALSE(finished.WaitFor(200));  // twice as long as processes wait for each other
     EXPECT_EQ(held.transfers, 1u);
+    EXPECT_FALSE(NamedLock(bus.text).TryLock());  // other processes wait as well
     held.letGo.Raise();
     for (std::thread* thread : {&first, &second, &third})
         thread->join();

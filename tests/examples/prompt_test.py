@@ -12,7 +12,7 @@ from programs import DEADLINE_S, Daemon, check, command
 
 
 def converse(words, home, exchanges):
-    """Types each text at a new prompt and waits for what is to be shown then; ends with "quit"."""
+    """Types each text at a new prompt and waits for what is to be shown then; then types "quit"."""
     pid, terminal = pty.fork()
     if pid == 0:
         os.execve(words[0], words, {"TERM": "xterm", "HOME": home})

@@ -85,6 +85,12 @@ TEST_F(LoggerTest, RotatesByLines) {
     EXPECT_EQ(directory.Read("02.log"), "\n\n");
     EXPECT_EQ(directory.Read("03.log"), longLine + "\n" + longLine + "\n");
     EXPECT_EQ(directory.Read("04.log"), "two\nlines\nh\n");
+    const TempDirectory endless;
+    Logger one({.directory = endless.Path(), .linesPerFile = 0});
+    one.Write("a");
+    one.Write(nullptr);
+    one.Write("b");
+    EXPECT_EQ(endless.Read("01-start.txt"), "a\nb\n");
 }
 
 TEST_F(LoggerTest, StopsForGoodWhenNoFileCanBeBegun) {

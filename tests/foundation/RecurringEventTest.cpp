@@ -58,6 +58,7 @@ TEST_F(RecurringEventTest, StartsAfreshWithoutForgettingWhatIsUnderWay) {
     EXPECT_EQ(Report(), Lines{"Event poll: 1 occurrence, duration 50us"});
     copy.Leave();  // of the occurrence that was copied
     EXPECT_EQ(copy.GetEventCount(), 3u);
+    EXPECT_EQ(copy.GetCumulativeDurationUs(), 1u);
     Occur(60, 0);
     EXPECT_EQ(Report().at(1), "  interval:  50 50 50 50 50");
     EXPECT_EQ(Report().at(2), "  duration:  50 50 55 60 60");

@@ -19,6 +19,7 @@ TEST(WildcardTest, MatchesAsTheSingleStarMatcherDoes) {
         {"xabyab", "*ab", true, true},
         {"RF.Gain", "rf.*", true, false},
         {"RF.Gain", "rf.*", false, true},
+        {"rf.gain", "RF.GAIN", false, true},
         // After re-anchoring the pattern's character is not folded.
         {"aAb", "*ab", false, true},
         {"aAb", "*AB", false, false},

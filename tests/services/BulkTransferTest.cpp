@@ -7,6 +7,7 @@
 #include "support/FileSizeLimit.h"
 #include "support/TempDirectory.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -103,6 +104,50 @@ TEST_F(BulkTransferTest, OneChunkIsUnderWayAtATime) {
     peer.Write(Ack(2500));
     EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_SUCCEEDED));
     EXPECT_EQ(peer.Read(1), "");
+}
+
+TEST_F(BulkTransferTest, BothEndsPrintEachStepInOrder) {
+    levels_.SetDebugLevel(2);
+    std::string where;
+    {
+        const BulkTransferReceiver receiver = Receive();
+        where = Format("127.0.0.1:%u", receiver.GetPort());
+        EXPECT_TRUE(EndsAs(SendTo(receiver.GetPort(), 4000), BULK_TRANSFER_SUCCEEDED));
+    }
+    const auto said = [&](const std::string& title) {
+        Lines lines;
+        for (const std::string& line : debug_.Lines())
+            if (line.starts_with(title))
+                lines.push_back(line.substr(title.size()));
+        return lines;
+    };
+    EXPECT_EQ(said("BulkTransferSender 1234ABCD: "),
+              (Lines{"Opened " + from_ + " for reading", "Established connection to " + where,
+                     "Sending INIT (Token 1234ABCD, Total 2500)", "Sending PART (Offset 0, 2500 data bytes)",
+                     "Received ACK (Total 2500)", "Reader acknowledged 2500 bytes", "Transfer succeeded",
+                     "Closing " + from_, "Closing peer connection"}));
+    EXPECT_THAT(said("BulkTransferReceiver 1234ABCD: "),
+                testing::ElementsAre("Opened " + to_ + " for writing", "Listening on " + where,
+                                     testing::StartsWith("Accepted connection from 127.0.0.1:"),
+                                     "Received INIT (Token 1234ABCD, Total 2500)",
+                                     "Sender indicates 2500 bytes to be sent",
+                                     "Received PART (Offset 0, 2500 data bytes)", "Transfer succeeded",
+                                     "Sending ACK (2500 total bytes received)", "Closing " + to_,
+                                     "Closing peer connection", "Closing listener"));
+}
+
+// The sender works through all the acknowledgements before its next part meets the reset.
+TEST_F(BulkTransferTest, AConnectionThatBreaksWhileSendingWasAConnection) {
+    const BulkTransferSender sender = SendTo(listener_.GetPort());
+    Peer peer(listener_);
+    EXPECT_TRUE(peer.Hears(Init(kToken, 2500) + Part(0, contents_.substr(0, kChunk))));
+    std::string acks;
+    for (int i = 0; i < 200; ++i)
+        acks += Ack(0);
+    peer.Write(acks + Ack(1000));
+    peer.Reset();
+    EXPECT_TRUE(EndsAs(sender, BULK_TRANSFER_FAILED));
+    EXPECT_TRUE(Has("Sender", "Peer closed connection"));
 }
 
 TEST_F(BulkTransferTest, TheReceiverEndsOnWhatDoesNotBelong) {

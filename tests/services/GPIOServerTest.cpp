@@ -16,8 +16,8 @@ namespace {
 
 using Grammar = GPIOServerGrammar;
 
-// Signals in memory. Commands give back what they were given, except "big LENGTH", one line of that many
-// characters, which fails as no accessor should if that is no number.
+// Signals in memory. Commands give back what they were given; "big LENGTH" gives one line of so many characters, and
+// throws what is no MonitorException when LENGTH is no number.
 class MemoryGPIO final : public GPIOAccess {
 public:
     uint32_t Get(const std::string& name) override {
@@ -111,7 +111,9 @@ TEST_F(GPIOServerTest, DropsAClientThatAsksForNothingOrIsNotAllowed) {
     other.Add(Grammar::GET, "get", 0, VariantType::UINT16, VariantType::NONE);
     other.Add(Grammar::SET, "set", 0, VariantType::UINT16, VariantType::STRING, VariantType::STRING,
               VariantType::NONE);
+    other.Add(1000, "other", 0, VariantType::NONE);
     const std::pair<std::string, const char*> cases[] = {
+        {WireBytes(other, 1000, {}), "tag 0x000003E8: not a request"},
         {WireBytes(other, Grammar::GET, {uint16_t{1}}),
          "tag 0x00000101: Message contained only 1 of 2 word(s)"},
         {WireBytes(other, Grammar::SET, {uint16_t{1}, "in", "1"}),
@@ -129,6 +131,18 @@ TEST_F(GPIOServerTest, DropsAClientThatAsksForNothingOrIsNotAllowed) {
     }
     const GPIOServer choosy(nullptr, "", 0, gpio_, SomebodyElse());
     EXPECT_EQ(Peer(choosy.GetPort()).Read(1), "");
+}
+
+TEST_F(GPIOServerTest, LetsAClientThatReadsLateWaitAlone) {
+    const Peer late(port_), peer(port_);
+    for (int i = 0; i < 100; ++i)
+        late.Write(Message(Grammar::COMMAND, {uint16_t{1}, Strings{"big 250000"}}));
+    late.ShutDown();
+    for (int i = 0; i < 100; ++i)
+        ASSERT_TRUE(IsServed(peer));
+    const std::string reply = Message(Grammar::TEXT, {uint16_t{1}, Strings{std::string(250000, 'b')}});
+    for (int i = 0; i < 100; ++i)  // more than the system holds on its way
+        ASSERT_TRUE(late.Hears(reply)) << i;
 }
 
 // The library's own client, beside others and threads of this process.

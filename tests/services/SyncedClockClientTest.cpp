@@ -53,6 +53,7 @@ TEST(SyncedClockClientTest, BringsAClockIntoStepWithAServers) {
                             {"Attempted Updates", "0"},
                             {"Successful Updates", "0"}});
     EXPECT_TRUE(std::equal(rows.rbegin(), rows.rend(), lines.rbegin()));
+    EXPECT_TRUE(std::next(lines.rbegin(), 3)->starts_with("Time (us)"));
 }
 
 TEST(SyncedClockClientTest, TellsOfAMoveOnlyOfAClockThatStoodAt0) {
@@ -80,6 +81,8 @@ TEST(SyncedClockClientTest, TellsOfAMoveOnlyOfAClockThatStoodAt0) {
             line,
             Format("SyncedClockClient: Trip RTT %u us, average RTT %u us, time %u", trip, trip, target) +
                 (previous != 0 ? "" : Format(" (moved %s %d us)", moved, static_cast<int32_t>(target))));
+        EXPECT_TRUE(debug.Contains(
+            Format("SyncedClockClient: Created local socket 127.0.0.1:%u", client.GetLocalPort())));
         UDPSocket stranger(LOOPBACK, 0);
         EXPECT_TRUE(Eventually([&] {  // one that comes while an answer is awaited is no late one
             const size_t trips = debug.CountContaining("Trip RTT");

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace quarn::test {
 namespace {
 
@@ -38,6 +40,17 @@ TEST(SyncedClockServerTest, AnswersRequestsAndSurvivesEverythingElse) {
          {"Got 0 bytes; expected 8", "Got 1 byte; expected 8", "Got 100 bytes; expected 8",
           "Bad magic number (got 0x4343, expected 0x4353)"})
         EXPECT_TRUE(has(defect)) << defect;
+
+    const auto provided = [&](const char* count) {
+        const std::list<std::string> rows =
+            FormatColumnarList({{"Time (us)", "2271560481"}, {"Updates Provided", count}});
+        std::list<std::string> lines;
+        server.ReportStatistics(lines);
+        return lines.size() > 2 && std::equal(rows.rbegin(), rows.rend(), lines.rbegin());
+    };
+    EXPECT_TRUE(Eventually([&] { return provided("1"); }));
+    Worker::ClearAllWorkerStatistics();
+    EXPECT_TRUE(provided("0"));
 }
 
 TEST(SyncedClockServerTest, ReportsAPortThatIsTakenAndFreesItsOwn) {

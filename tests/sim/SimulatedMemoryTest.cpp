@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 
+#include <utility>
+
 namespace quarn::sim {
 namespace {
 
@@ -42,6 +44,25 @@ TEST(SimulatedMemoryTest, MapsAsStrictlyAsTheKernel) {
     EXPECT_EQ(Result(board.Unmap(page, 2 * kPage)), -EINVAL);
     EXPECT_EQ(board.Unmap(page, kPage), 0);
     EXPECT_EQ(Result(board.Unmap(page, kPage)), -EINVAL);
+}
+
+TEST(SimulatedMemoryTest, TheTimerNeedsItsWholeSetUp) {
+    constexpr std::pair<size_t, uint32_t> steps[] = {{1, 0x20}, {4, 0x20}, {0, 0x20},
+                                                     {12, 24},  {9, 25},   {3, 0x0A}};
+    for (const auto& left : steps) {
+        uint64_t now = 0;
+        SimulatedBoard board;
+        board.SetClock([&] { return now; });
+        board.AddMemory(kBase, kPage);
+        board.AddTimer(kBase);
+        auto* const timer = static_cast<volatile uint32_t*>(
+            board.Map(kPage, kReadWrite, MAP_SHARED, board.Open("/dev/mem", O_RDWR), kBase));
+        for (const auto& step : steps)
+            if (&step != &left)
+                board.Write32(timer + step.first, step.second);
+        now = 26000000;
+        EXPECT_NE(board.Read32(timer + 7), 26000u) << "without word " << left.first;
+    }
 }
 
 }  // namespace

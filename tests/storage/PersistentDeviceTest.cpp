@@ -70,9 +70,11 @@ TEST(PersistentDevice, IsConstructedOrSaysWhyNot) {
     PersistentDevice(Type::MTD, "persist", 100, io);
     PersistentDevice(Type::MTD, "a \"quoted\" name", 100, io);
     PersistentDevice(Type::EEPROM, "/e", 100, io);
+    PersistentDevice(Type::EEPROM, "/e", 0, io);
     EXPECT_THAT(capture.Lines(), ElementsAre("/dev/mtd1: using 10 blocks for persistent data",
                                              "/dev/mtd12: using 20 blocks for persistent data",
-                                             "/e: using 2 blocks for persistent data"));
+                                             "/e: using 2 blocks for persistent data",
+                                             "/e: using 0 blocks for persistent data"));
     const std::tuple<Type, const char*, const char*> refused[] = {
         {Type::MTD, "persist", "Could not find MTD device \"persist\""},  // which cannot be looked up
         {Type::MTD, "pers", "Could not find MTD device \"pers\""},

@@ -73,8 +73,8 @@ TEST(VariantValueTest, IsReadAsItsOwnTypeOnly) {
 }
 
 TEST(VariantValueTest, RefusesUntypedAndUnknownOperands) {
-    VariantValue none, small(int32_t{1});
-    const VariantValue large(uint32_t{1}), unknown(VariantType(19));
+    VariantValue none, small(int32_t{1}), unknown(VariantType(19));
+    const VariantValue large(uint32_t{1});
     Bytes blob;
     const std::pair<std::function<void()>, const char*> cases[] = {
         {[&] { none.Assign(VariantValue()); }, "Attemping to assign untyped variant"},
@@ -83,7 +83,13 @@ TEST(VariantValueTest, RefusesUntypedAndUnknownOperands) {
         {[&] { none.FromBlob(nullptr, 0); }, "Attemping to set untyped variant from blob"},
         {[&] { none.FromString(""); }, "Attemping to set untyped variant from string"},
         {[&] { none.ToAlternateString(); }, "Attemping to stringize untyped variant"},
+        {[&] { unknown.Assign(VariantValue(unknown)); }, "Attempting to assign variant of unknown type"},
+        {[&] { (void)unknown.Equal(unknown); }, "Attempting to compare variants of unknown type"},
+        {[&] { unknown.ToBlob(blob); }, "Attempting to blob-ize variant of unknown type"},
+        {[&] { unknown.FromBlob(nullptr, 0); }, "Attempting to set variant of unknown type from blob"},
+        {[&] { unknown.FromString(""); }, "Attempting to set variant of unknown type from string"},
         {[&] { unknown.ToString(); }, "Attempting to stringize variant of unknown type"},
+        {[&] { unknown.ToAlternateString(); }, "Attempting to alt-stringize variant of unknown type"},
         {[&] { (void)small.Equal(large); },
          "Attemping to compare variants of different types (INT32 vs UINT32)"},
         {[&] { small.Assign(large); }, "Attemping to assign variant from variant of different type"},
@@ -139,6 +145,7 @@ TEST(VariantValueTest, StaysAsItWasWhenATextIsBad) {
         {std::vector<uint32_t>{1}, "2,3", "Could not convert \"2,3\" to uint32"},
         {std::vector<IPAddress>(1), "1.2.3.4 x", "x is not a valid IP address"},
         {true, "False", "\"False\" is not a boolean value"},
+        {true, "1", "\"1\" is not a boolean value"},
         {Texts{"a"}, "b \"c", "Missing closing double-quote"},
     };
     for (const auto& [before, text, message] : cases) {
@@ -156,12 +163,17 @@ void ExpectCut(size_t most, const Element& element, const std::string& text) {
         expected += " " + text;
     EXPECT_EQ(VariantValue(std::vector<Element>(most, element)).ToString(), expected);
     EXPECT_EQ(VariantValue(std::vector<Element>(most + 1, element)).ToString(), expected + " [1 more]");
+    const std::string alternate = VariantValue(std::vector<Element>(most + 1, element)).ToAlternateString();
+    EXPECT_TRUE(alternate.ends_with(" [1 more]")) << alternate;
 }
 
 TEST(VariantValueTest, CutsLongLists) {
     ExpectCut(16, uint8_t{5}, "5");
     ExpectCut(16, "s"s, "s");
+    ExpectCut(16, uint32_t{5}, "5");
+    ExpectCut(16, int32_t{-5}, "-5");
     ExpectCut(8, uint64_t{5}, "5");
+    ExpectCut(8, 0.5f, "0.500000");
     EXPECT_EQ(VariantValue(std::vector<IPAddress>(40)).ToString().size(), 40 * 8 - 1u);  // never cut
 }
 

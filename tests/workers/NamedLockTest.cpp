@@ -6,14 +6,22 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <filesystem>
 
 namespace quarn::test {
 namespace {
 
+const std::string name = "quarn-test-" + std::to_string(getpid()), path = "/var/lock/LCK.." + name;
+
 TEST(NamedLockTest, ExcludesOtherHoldersOfTheName) {
-    const std::string name = "quarn-test-" + std::to_string(getpid()), path = "/var/lock/LCK.." + name;
+    const mode_t mask = umask(0);
     NamedLock first(name), second(name);
+    umask(mask);
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0666));
     first.Lock();
     first.Lock();  // has it already
     EXPECT_FALSE(second.TryLock());
@@ -27,12 +35,16 @@ TEST(NamedLockTest, ExcludesOtherHoldersOfTheName) {
         EXPECT_FALSE(first.TryLock());
     }
     first.Lock();  // destruction released it
+    EXPECT_EQ(unlink(path.c_str()), 0);
+}
 
+TEST(NamedLockTest, SaysWhatTheSystemRefuses) {
     EXPECT_EQ(ThrownMessage([] { NamedLock lock("quarn-no-such-folder/x"); }),
               "NamedLock: could not create /var/lock/LCK..quarn-no-such-folder/x: No such file or directory");
     DebugCapture debug;
     {
-        const int next = dup(STDIN_FILENO);
+        const int next =
+            open("/dev/null", O_RDONLY);  // the lowest that is free, which the lock's file will get
         close(next);
         NamedLock lock(name);
         close(next);  // behind its back

@@ -237,7 +237,7 @@ TEST(WorkerTest, SurvivesManyLivesUnderLoad) {
                 }
             });
             std::list<std::string> lines;
-            Worker::GetAllWorkerStatistics(lines);
+            worker.GetStatistics(lines);
             worker.Stop();
             neighbour.join();
             EXPECT_EQ(worker.finalizes, 1);
