@@ -2,7 +2,6 @@
 
 #include <quarn/Accessors.h>
 #include <quarn/GPIODirectAccess.h>
-#include <quarn/I2CAccess.h>
 #include <quarn/RegisterAccess.h>
 #include <quarn/SPIAccess.h>
 #include <quarn/sim/SimulatedBoard.h>
@@ -14,51 +13,24 @@
 
 namespace quarn::test {
 
-/// Keeps an I2CAccess to the buses that there are: a bus leaves the file of its lock behind, whether it opens or not.
-class I2CAccessOfBoard final : public Accessor {
-public:
-    explicit I2CAccessOfBoard(DeviceIO& io) : i2c_(io) {}
-
-    std::set<std::string> GetConsoleCommands(bool withDescriptions) const override {
-        return i2c_.GetConsoleCommands(withDescriptions);
-    }
-    std::set<std::string> GetConfigurationSections() const override {
-        return i2c_.GetConfigurationSections();
-    }
-    void Configure(const std::string& section, const std::vector<std::string>& words) override {
-        if (words.size() != 3 || words[0] == "i2c-0" || words[0] == "i2c-1")
-            i2c_.Configure(section, words);
-    }
-    std::list<std::string> Execute(const std::string& command,
-                                   const std::vector<std::string>& words) override {
-        return i2c_.Execute(command, words);
-    }
-
-private:
-    I2CAccess i2c_;
-};
-
-/// Every accessor of devices, over a small board of its own.
+/// Accessors of devices over a small board of their own, without that of I2C.
 class BoardAccessors {
 public:
-    BoardAccessors() : i2c_(MakeBoard()) {
-        accessors.Add(i2c_);
+    BoardAccessors() : spi_(MakeBoard()) {
         accessors.Add(spi_);
         accessors.Add(gpio_);
         accessors.Add(registers_);
     }
 
-    /// Has the accessors read a file with this text. Returns its path.
-    std::string Configure(const std::string& text) {
+    /// Has the accessors read a file with this text.
+    void Configure(const std::string& text) {
         const int file = memfd_create("configuration", MFD_CLOEXEC);
         Require(write(file, text.data(), text.size()) == ssize_t(text.size()), "no room for the file");
-        const std::string path = "/proc/self/fd/" + std::to_string(file);
         const int next = dup(file);
         close(next);
-        accessors.Configure(path);
+        accessors.Configure("/proc/self/fd/" + std::to_string(file));
         close(next);  // reading a configuration leaves it open
         close(file);
-        return path;
     }
 
     sim::SimulatedBoard board;
@@ -76,8 +48,7 @@ private:
         return board;
     }
 
-    I2CAccessOfBoard i2c_;
-    SPIAccess spi_{board};
+    SPIAccess spi_;
     GPIODirectAccess gpio_{"gpio", "gpio", board};
     RegisterAccess registers_{board};
 };

@@ -11,15 +11,17 @@ namespace {
 
 constexpr uint32_t kOneWordTags = 16;  // and the code of the word's type
 
-void AddSentences(SentenceGrammar& grammar) {
-    using enum VariantType;
-    for (int32_t code = 1; Variant::IsTypeValid(code); ++code)
-        grammar.Add(kOneWordTags + uint32_t(code), "word " + std::to_string(code), 0, code, NONE);
-    grammar.Add(0, "nothing", 0, NONE);
-    grammar.Add(1, "perhaps nothing", 1, NONE);
-    grammar.Add(2, "mixed", 0, UINT16, STRING, STRING_LIST, BOOLEAN, UINT8_VECTOR, NONE);
-    grammar.Add(3, "perhaps mixed", 1, UINT16, STRING, STRING_LIST, BOOLEAN, UINT8_VECTOR, NONE);
-}
+struct Grammar : SentenceGrammar {
+    Grammar() : SentenceGrammar("fuzz") {
+        using enum VariantType;
+        for (int32_t code = 1; Variant::IsTypeValid(code); ++code)
+            Add(kOneWordTags + uint32_t(code), "word " + std::to_string(code), 0, code, NONE);
+        Add(0, "nothing", 0, NONE);
+        Add(1, "perhaps nothing", 1, NONE);
+        Add(2, "mixed", 0, UINT16, STRING, STRING_LIST, BOOLEAN, UINT8_VECTOR, NONE);
+        Add(3, "perhaps mixed", 1, UINT16, STRING, STRING_LIST, BOOLEAN, UINT8_VECTOR, NONE);
+    }
+};
 
 IncomingMessage Carry(const OutgoingMessage& sent) {
     IncomingMessage message;
@@ -27,61 +29,39 @@ IncomingMessage Carry(const OutgoingMessage& sent) {
     return message;
 }
 
-IncomingMessage MessageWith(uint32_t tag, const Bytes& payload) {
-    VariableDictionary dictionary("fuzz");
-    dictionary.Add(tag, "payload", VariantType::UINT8_VECTOR);
-    return Carry(OutgoingMessage(dictionary.Find(tag), VariantValue(payload)));
-}
-
-void CheckWords(const Sentence& sentence, size_t payloadSize) {
-    const std::vector<VariantType>& types = sentence.GetDetails().GetTypes();
-    const std::vector<VariantValue>& words = sentence.GetWords();
-    Require(words.size() <= types.size(), "more words than types");
-    Require(words.size() == types.size() || sentence.GetDetails().IsOpenEnded(), "fewer words than types");
-    for (size_t i = 0; i < words.size(); ++i)
-        Require(sentence.Word(i).Type() == types[i], "a word of another type");
-    Require(sentence.ToStrings().size() == words.size(), "another number of texts than of words");
-
-    // What is sent again has the same size, and the same bytes but for what stands for true.
-    const OutgoingMessage sent(sentence.GetDetails(), words);
-    const IncomingMessage again = Carry(sent);
+/// What is sent again has the same size, and the same bytes but for what stands for true.
+void CheckEncoding(const Sentence& sentence, size_t totalBytes) {
+    const OutgoingMessage sent(sentence.GetDetails(), sentence.GetWords());
     Sentence copy(sentence.GetDetails());
-    Require(again.ToSentence(sentence.GetDetails().GetGrammar(), copy), "the tag is lost");
-    Require(copy.ToStrings() == sentence.ToStrings(), "other words after sending them again");
-    Require(MessageWith(sent.GetTag(), Bytes(payloadSize)).GetTotalBytes() == sent.Bytes(),
-            "another size after sending it again");
-    Require(OutgoingMessage(copy.GetDetails(), copy.GetWords()).ToString() == sent.ToString(),
-            "encoding is not stable");
+    Require(sent.Bytes() == totalBytes && Carry(sent).ToSentence(sentence.GetDetails().GetGrammar(), copy) &&
+                OutgoingMessage(copy.GetDetails(), copy.GetWords()).ToString() == sent.ToString(),
+            "other words after sending them again");
 }
 
 }  // namespace
-}  // namespace quarn::test
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    using namespace quarn::test;
-    static quarn::SentenceGrammar grammar("fuzz");
-    if (!grammar.Find(0, false))
-        AddSentences(grammar);
+void CheckInput(Input& input) {
+    static const Grammar grammar;
     // Used again and again, as a busy receiver does.
-    static quarn::Sentence used(*grammar.Find(0, true));
+    static Sentence used(*grammar.Find(0, true));
 
-    Input input(data, size);
+    VariableDictionary dictionary("fuzz");
     const uint32_t tag = input.Byte();
-    const Bytes payload = input.Rest();
-    const quarn::IncomingMessage message = MessageWith(tag, payload);
-
-    std::unique_ptr<quarn::Sentence> sentence;
+    dictionary.Add(tag, "payload", VariantType::UINT8_VECTOR);
+    const IncomingMessage message = Carry(OutgoingMessage(dictionary.Find(tag), VariantValue(input.Rest())));
+    std::unique_ptr<Sentence> sentence;
     bool isKnown = false;
     const std::string failure = Failure([&] { sentence.reset(message.CreateSentence(grammar)); });
     Require(Failure([&] { isKnown = message.ToSentence(grammar, used); }) == failure,
             "two ways, two failures");
-    if (sentence) {
-        Require(isKnown && used.ToStrings() == sentence->ToStrings(), "two ways, two sentences");
-        CheckWords(*sentence, payload.size());
-    } else if (!failure.empty()) {
-        Require(used.GetWords().empty(), "words of a sentence that is none");
+    Require(isKnown == (failure.empty() && grammar.Find(tag, false)), "a known sentence is not made");
+    if (isKnown) {
+        Require(sentence && used.ToStrings() == sentence->ToStrings(), "two ways, two sentences");
+        CheckEncoding(*sentence, message.GetTotalBytes());
     } else {
-        Require(!isKnown && !grammar.Find(tag, false), "a known sentence is not made");
+        Require(!sentence && (failure.empty() || used.GetWords().empty()),
+                "words of a sentence that is none");
     }
-    return 0;
 }
+
+}  // namespace quarn::test

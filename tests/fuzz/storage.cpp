@@ -2,15 +2,12 @@
 // checksums.
 
 #include <quarn/OutgoingMessage.h>
-#include <quarn/PersistentStorage.h>
-#include <quarn/VariableDictionary.h>
-#include <quarn/VariableIndex.h>
 #include <quarn/sim/SimulatedBoard.h>
 
 #include "fuzz/RepairMessages.h"
 #include "storage/PersistentDevice.h"
 #include "storage/StorageBlock.h"
-#include "values/VariantTypes.h"
+#include "storage/StorageFixture.h"
 
 #include <string.h>
 
@@ -19,183 +16,90 @@ namespace {
 
 using Kind = PersistentDevice::Type;
 
-constexpr uint32_t kFirstTag = 0x00010001;
-const std::string kPath = "/fuzz";
+const std::string kName = "/fuzz";
 
-void StoreLittleEndian(uint8_t* data, size_t width, uint64_t value) {
-    for (size_t i = 0; i < width; ++i)
-        data[i] = uint8_t(value >> 8 * i);
-}
-
-/// Gives the block at `at` good checksums when it has a header and room for what that announces.
-void RepairBlock(Bytes& image, size_t at) {
-    if (image.size() - at < BlockHeader::kBytes + BlockTrailer::kBytes)
+/// Gives the block good checksums when it has a header and room for what that announces.
+void RepairBlock(uint8_t* start, size_t size) {
+    if (size < BlockHeader::kBytes + BlockTrailer::kBytes)
         return;
-    uint8_t* const start = image.data() + at;
     BlockHeader header;
-    const auto load = [&] { memcpy(header.Bytes(), start, BlockHeader::kBytes); };
-    load();
+    memcpy(header.Bytes(), start, BlockHeader::kBytes);
     const size_t length = header.PayloadLength();
-    if (header.Magic() != kBlockHeaderMagic ||
-        length > image.size() - at - BlockHeader::kBytes - BlockTrailer::kBytes)
+    if (header.Magic() != kBlockHeaderMagic || length > size - BlockHeader::kBytes - BlockTrailer::kBytes)
         return;
-    StoreLittleEndian(start + 20, 4, 0);
-    StoreLittleEndian(start + 20, 4, CRC32::Compute(0, start, BlockHeader::kBytes));
-    const size_t payload = at + BlockHeader::kBytes;
-    RepairMessages(image, payload, payload + length);
-    StoreLittleEndian(image.data() + payload + length, 4,
-                      BlockChecksum(start, image.data() + payload, length));
-    StoreLittleEndian(image.data() + payload + length + 4, 4, kBlockTrailerMagic);
+    const auto store = [](uint8_t* to, uint32_t value) { memcpy(to, &value, 4); };  // both are little-endian
+    store(start + 20, 0);
+    store(start + 20, CRC32::Compute(0, start, BlockHeader::kBytes));
+    uint8_t* const payload = start + BlockHeader::kBytes;
+    RepairMessages(payload, payload + length);
+    store(payload + length, BlockChecksum(start, payload, length));
+    store(payload + length + 4, kBlockTrailerMagic);
 }
 
-/// One device, and storages over it.
-struct Medium {
-    Medium(Kind deviceKind, uint64_t bytesPerBlock, Bytes image)
-        : kind(deviceKind), blockSize(bytesPerBlock) {
-        if (kind == Kind::MTD) {
-            image.resize((image.size() / blockSize + 1) * blockSize, 0xFF);
-            io.AddMTD(kPath, image.size(), blockSize);
-            path = "/dev/mtd0";
-        } else if (kind == Kind::EEPROM) {
-            io.AddEEPROMFile(path, 1);
-        } else {
-            io.AddFile(path);
-        }
-        io.SetContents(path, std::move(image));
-    }
-
-    void AddTo(PersistentStorage& storage) const {
-        if (kind == Kind::MTD)
-            storage.AddMTD(kPath);
-        else if (kind == Kind::EEPROM)
-            storage.AddEEPROM(path);
-        else
-            storage.AddFile(path);
-    }
-    bool Load(VariableIndex& index) {
-        PersistentStorage storage("fuzz", blockSize, 1, io);
-        AddTo(storage);
-        return storage.Load(index, 0);
-    }
-
-    const Kind kind;
-    const uint64_t blockSize;
-    sim::SimulatedBoard io;
-    std::string path = kPath;
-};
-
-struct Variables {
-    Variables() {
-        Add(&byte);
-        Add(&number);
-        Add(&text);
-        Add(&bytes);
-        Add(&texts);
-        Add(&flag);
-        Add(&numbers);
-    }
-
-    template <class T>
-    void Add(T* variable) {
-        const uint32_t tag = index.LastTag() == 0 ? kFirstTag : index.LastTag() + 1;
-        dictionary.Add(tag, std::to_string(tag), kTypeOf<T>);
-        index.Add(tag, variable, 1);
-    }
-    size_t BlockSize() const {
-        size_t size = BlockHeader::kBytes + BlockTrailer::kBytes;
-        for (const OutgoingMessage& message : index.CreateOutgoingMessages(0))
-            size += message.Bytes();
-        return (size + 3) / 4 * 4;
-    }
-    bool operator==(const Variables& other) const {
-        return index.CreateOutgoingMessages(other.index, 0).empty();
-    }
-
-    uint8_t byte = 1;
-    uint16_t number = 2;
-    std::string text;
-    Bytes bytes;
-    std::vector<std::string> texts;
-    bool flag = true;
-    std::vector<uint32_t> numbers;
-    VariableDictionary dictionary{"fuzz"};
-    VariableIndex index{"fuzz", dictionary};
-};
-
-/// Scans the device and compares with the blocks taken one by one. Returns the newest stamp.
-uint64_t CheckBlocks(Medium& medium) {
-    PersistentDevice device(medium.kind, medium.kind == Kind::MTD ? kPath : medium.path, medium.blockSize,
-                            medium.io);
-    device.ScanBlocks();
-    const Bytes image = medium.io.Contents(medium.path);
-    uint64_t newest = 0;
-    for (uint64_t block = 0; block < device.GetBlockCount(); ++block) {
-        std::list<IncomingMessage> messages;
-        const uint64_t stamp = device.ReadBlock(block, &messages, nullptr);
-        size_t length = 0;
-        for (const IncomingMessage& message : messages)
-            length += message.GetTotalBytes();
-        Require(length <= image.size(), "more messages than bytes");
-        BlockHeader header;
-        const size_t at = std::min<size_t>(block * medium.blockSize, image.size());
-        std::copy_n(image.begin() + ptrdiff_t(at), std::min(BlockHeader::kBytes, image.size() - at),
-                    header.Bytes());
-        if (stamp != 0)
-            Require(header.Stamp() == stamp, "a stamp that is not in the header");
-        if (header.IsValid())
-            newest = std::max(newest, stamp);
-    }
-    Require(device.ReadBlock(device.GetBlockCount(), nullptr, nullptr) == 0, "a block beyond the last");
-    Require(device.NewestStamp(nullptr, nullptr) == newest, "the scan found another block");
-    std::list<IncomingMessage> messages;
-    Require(device.NewestStamp(&messages, nullptr) == newest, "the newest block cannot be read again");
-    return newest;
+/// The size of the block that a save of these writes.
+size_t BlockSize(const Settings& settings) {
+    BlockBuilder builder;
+    for (const OutgoingMessage& message : settings.index.CreateOutgoingMessages(0))
+        builder.Append(message.Sync(), message.Bytes());
+    return builder.Finish(1, 1).size();
 }
 
-void CheckSaving(Medium& medium, const Variables& variables) {
-    PersistentStorage storage("fuzz", medium.blockSize, 1, medium.io);
-    medium.AddTo(storage);
-    storage.Save(variables.index, 0);
-    Variables loaded;
-    Require(medium.Load(loaded.index), "what was saved is not found");
-    Require(loaded == variables, "what was saved is not what is loaded");
+/// Makes a device of this kind with these contents, and adds it to the storage.
+void AddDevice(Kind kind, uint64_t blockSize, Bytes image, sim::SimulatedBoard& io,
+               PersistentStorage& storage) {
+    if (kind == Kind::MTD) {
+        image.resize((image.size() / blockSize + 1) * blockSize, 0xFF);
+        io.AddMTD(kName, image.size(), blockSize);
+        io.SetContents("/dev/mtd0", image);
+        storage.AddMTD(kName);
+    } else if (kind == Kind::EEPROM) {
+        io.AddEEPROMFile(kName, 1);
+        io.SetContents(kName, image);
+        storage.AddEEPROM(kName);
+    } else {
+        io.AddFile(kName);
+        io.SetContents(kName, image);
+        storage.AddFile(kName);
+    }
 }
 
 }  // namespace
-}  // namespace quarn::test
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    using namespace quarn;
-    using namespace quarn::test;
-    Input input(data, size);
+void CheckInput(Input& input) {
     const auto kind = Kind(input.Byte() % 3);
     const uint8_t sizeCode = input.Byte() % 8;
     const uint64_t blockSize = sizeCode == 0 && kind != Kind::MTD ? 0 : uint64_t{32} << sizeCode;
     const bool repair = input.Byte() & 1;
     Bytes image = input.Rest();
-    if (repair)
-        for (size_t at = 0; at < image.size(); at += blockSize ? blockSize : image.size())
-            RepairBlock(image, at);
-    const size_t imageSize = image.size();
-    Medium medium(kind, blockSize, std::move(image));
+    const size_t size = image.size();
+    for (size_t at = 0; repair && at < size; at += blockSize ? blockSize : size)
+        RepairBlock(&image[at], size - at);
+    sim::SimulatedBoard io;
+    PersistentStorage storage("fuzz", blockSize, 1, io);
+    AddDevice(kind, blockSize, image, io, storage);
 
-    const uint64_t newest = CheckBlocks(medium);
-    Variables variables, again;
-    Require(medium.Load(variables.index) == (newest != 0), "found something else than the scan");
-    Require(medium.Load(again.index) == (newest != 0) && again == variables,
-            "loaded something else the second time");
+    PersistentDevice device(kind, kName, blockSize, io);
+    device.ScanBlocks();
+    uint64_t newest = 0;
+    for (uint64_t block = 0; block < device.GetBlockCount(); ++block)
+        newest = std::max(newest, device.ReadBlock(block, nullptr, nullptr));
+    std::list<IncomingMessage> messages;
+    Require(device.NewestStamp(nullptr, nullptr) == newest, "the scan found another block");
+    Require(device.NewestStamp(&messages, nullptr) == newest, "the newest block cannot be read again");
+    Settings settings, saved, wiped;
+    Require(storage.Load(settings.index, 0) == (newest != 0), "found something else than the scan");
 
-    // After the last stamp comes 0, which is none; it takes 2^64 saves to get there.
-    const bool hasRoom = kind == Kind::File     ? blockSize == 0 || imageSize >= BlockHeader::kBytes
-                         : kind == Kind::EEPROM ? blockSize != 0 && imageSize >= blockSize
-                                                : true;
-    if (hasRoom && newest != UINT64_MAX && (blockSize == 0 || variables.BlockSize() <= blockSize))
-        CheckSaving(medium, variables);
-
-    PersistentStorage storage("fuzz", blockSize, 1, medium.io);
-    medium.AddTo(storage);
+    // A file has a block once it has a header. After the last stamp comes 0, which is none; it takes 2^64 saves.
+    const bool hasBlock = kind == Kind::File ? size >= BlockHeader::kBytes : device.GetBlockCount() != 0;
+    if (newest != UINT64_MAX &&
+        (blockSize == 0 ? kind == Kind::File : hasBlock && BlockSize(settings) <= blockSize)) {
+        storage.Save(settings.index, 0);
+        Require(storage.Load(saved.index, 0) && saved.index.CreateOutgoingMessages(settings.index, 0).empty(),
+                "what was saved is not what is loaded");
+    }
     storage.Wipe();
-    Require(!medium.Load(again.index), "something is left after wiping");
-    Require(medium.io.Held() == 0, "the device was left open");
-    return 0;
+    Require(!storage.Load(wiped.index, 0), "something is left after wiping");
+    Require(io.Held() == 0, "the device was left open");
 }
+
+}  // namespace quarn::test
