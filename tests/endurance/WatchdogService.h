@@ -1,72 +1,43 @@
 #pragma once
 
-#include <quarn/LineTerminal.h>
-#include <quarn/LocalTime.h>
-#include <quarn/Parse.h>
-#include <quarn/TCPConnection.h>
-#include <quarn/TCPListener.h>
-
 #include "endurance/Chore.h"
 
-#include <algorithm>
-#include <list>
 #include <map>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <utility>
 
 namespace endurance {
 
-/// A watchdog service that only keeps an eye on how regularly processes report.
-class WatchdogService {
+/// A watchdog service that only minds how regularly processes report. What they say, "update NAME PID", is taken as a
+/// line of a console.
+class WatchdogService final : public quarn::Accessor {
 public:
-    uint16_t Port() const { return listener_.GetPort(); }
-    /// From now on a process of the name should report.
-    void Expect(const std::string& name) {
+    WatchdogService() { commands_.Add(*this); }
+    uint16_t Port() const { return server_.GetPort(); }
+
+    /// Fails when the process has not reported for too long. The first look at it begins to expect reports.
+    void LookAt(const std::string& name, bool isReporting = false) {
         const std::lock_guard guard(mutex_);
-        records_[name] = {quarn::Tick(), 0};
+        const uint64_t now = quarn::Tick();
+        uint64_t& last = last_.emplace(name, now).first->second;
+        if (now - last > kLimitUs)
+            Fail(quarn::Format("%s did not report to its watchdog for %lu ms", name.c_str(),
+                               (now - last) / 1000));
+        if (isReporting)
+            last = now;
     }
-    /// The longest time without a report under the name since the call before.
-    uint64_t TakeLongestGapUs(const std::string& name) {
-        const std::lock_guard guard(mutex_);
-        return std::exchange(records_[name].longestGap, 0);
+
+    std::set<std::string> GetConsoleCommands(bool) const override { return {"update"}; }
+    std::list<std::string> Execute(const std::string&, const std::vector<std::string>& words) override {
+        LookAt(words.at(0), true);
+        return {};
     }
 
 private:
-    struct Client {
-        std::unique_ptr<quarn::TCPConnection> connection;
-        std::unique_ptr<quarn::LineTerminal> terminal;
-    };
-    struct Record {
-        uint64_t last = 0;
-        uint64_t longestGap = 0;
-    };
+    static constexpr uint64_t kLimitUs = 2000000;  // eight reports, on a machine that may be busy
 
-    void Serve() {
-        if (std::unique_ptr<quarn::TCPConnection> accepted{listener_.Accept("watched ($peer$)")}) {
-            auto terminal = std::make_unique<quarn::LineTerminal>(*accepted);
-            clients_.push_back({std::move(accepted), std::move(terminal)});
-        }
-        const std::lock_guard guard(mutex_);
-        for (auto& [name, record] : records_)
-            record.longestGap = std::max(record.longestGap, quarn::Tick() - record.last);
-        std::erase_if(clients_, [this](Client& client) {
-            const bool isAlive = client.terminal->Work();
-            for (std::string line; client.terminal->Get(line);) {
-                const std::vector<std::string> words = quarn::Tokenize(line);
-                if (words.size() == 3 && words[0] == "update")
-                    records_[words[1]].last = quarn::Tick();
-            }
-            return !isAlive;
-        });
-    }
-
-    quarn::TCPListener listener_{quarn::IPAddress(std::string("127.0.0.1")), 0};
-    std::list<Client> clients_;
     std::mutex mutex_;
-    std::map<std::string, Record> records_;
-    Chore chore_{"watchdog service", 10, [this] { Serve(); }};
+    std::map<std::string, uint64_t> last_;  // ticks
+    quarn::Accessors commands_;
+    const quarn::ConsoleServer server_{nullptr, "", 0, commands_};
 };
 
 }  // namespace endurance
