@@ -1,42 +1,107 @@
-#include "devices/DeviceBench.h"
+#include "devices/AccessorBench.h"
+#include "devices/DeviceTest.h"
 
-#include <gtest/gtest.h>
-
+#include <errno.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace quarn::test {
-
-/// The text files of this folder, by their names.
-std::map<std::string, std::string> Transcripts();
-
 namespace {
 
-// Behind each "> " a line for the bench, then its response, each line of which ends with "|", blanks before that
-// included. Lines that begin with "# " are for the reader.
-void Replay(const std::string& name, const Lines& lines) {
-    DeviceBench bench;
-    size_t commands = 0;
-    for (size_t i = 0; i < lines.size(); ++i) {
-        SCOPED_TRACE(Format("%s.txt:%zu: %s", name.c_str(), i + 1, lines[i].c_str()));
-        if (!lines[i].starts_with("> ")) {
-            EXPECT_TRUE(lines[i].empty() || lines[i].starts_with("# "));
-            continue;
-        }
-        std::list<std::string> response = bench.Say(lines[i].substr(2)), expected;
-        for (; i + 1 < lines.size() && lines[i + 1].ends_with('|'); ++i)
-            expected.push_back(lines[i + 1].substr(0, lines[i + 1].size() - 1));
-        EXPECT_EQ(response, expected);
-        ++commands;
-    }
-    EXPECT_GT(commands, 0u) << name;
+constexpr const char* kCalls[] = {"OPEN",       "CLOSE",      "READ",      "WRITE",     "SEEK",
+                                  "TRUNCATE",   "SYNC",       "IOCTL",     "SIZE",      "MAP",
+                                  "UNMAP",      "LIST_CHIPS", "OPEN_CHIP", "GET_LINES", "REQUEST_LINES",
+                                  "GET_VALUES", "SET_VALUES", "SET_INPUT", "SET_OUTPUT"};
+
+const std::map<std::string, int> kErrors = {{"EACCES", EACCES}, {"EAGAIN", EAGAIN}, {"EBUSY", EBUSY},
+                                            {"EINVAL", EINVAL}, {"EIO", EIO},       {"ENOMEM", ENOMEM},
+                                            {"ENOTTY", ENOTTY}, {"ENXIO", ENXIO},   {"EPERM", EPERM}};
+
+Call CallNamed(const std::string& name) {
+    return Call(std::find(std::begin(kCalls), std::end(kCalls), name) - kCalls);
 }
+
+/// Accessors on a simulated board, with commands for that, too:
+///
+///     board SECTION LINE...     what a description of the board says in that section
+///     text PATH TEXT            what is in a file of the board
+///     fail CALL ERRNO [TIMES], shorten CALL BYTES, held    as the functions of SimulatedBoard
+///     count, accesses [r|w]     the calls, and accesses to words of memory, since this was last asked
+///     lines CHIP OFFSET...      who holds a line, > for an output or < for an input, and its level
+///     pace MICROSECONDS         by how much the board's counters go on whenever one is read
+class SimulatedBench final : public AccessorBench {
+public:
+    explicit SimulatedBench(SimulatedBoard& board) : AccessorBench(board, board), board_(board) {
+        board_.SetClock([this] { return nanoseconds_ += pace_; });
+        board_.TakeAccesses();
+    }
+
+private:
+    bool Run(const Words& words, const std::string& line, Response& response) override {
+        const std::string& command = words.at(0);
+        if (command == "board")
+            board_.Load(SectionFile(words, line));
+        else if (command == "text")
+            SetText(words.at(1), words.at(2) + "\n");
+        else if (command == "fail")
+            board_.Fail(CallNamed(words.at(1)), kErrors.at(words.at(2)),
+                        words.size() > 3 ? Number(words[3]) : 1);
+        else if (command == "shorten")
+            board_.Shorten(CallNamed(words.at(1)), Number(words.at(2)));
+        else if (command == "held")
+            response = {std::to_string(board_.Held())};
+        else if (command == "count")
+            response = {CountCalls()};
+        else if (command == "accesses")
+            response = TakeAccesses(words.size() > 1 ? words[1] : "");
+        else if (command == "lines")
+            std::transform(
+                words.begin() + 2, words.end(), std::back_inserter(response),
+                [&](const std::string& offset) { return ShowLine(words[1], uint32_t(Number(offset))); });
+        else if (command == "pace")
+            pace_ = 1000 * Number(words.at(1));
+        else
+            return false;
+        return true;
+    }
+
+    void SetText(const std::string& path, const std::string& text) {
+        board_.SetContents(path, {text.begin(), text.end()});
+    }
+    std::string CountCalls() {
+        std::string counted;
+        for (const char* const name : kCalls) {
+            const uint64_t count = board_.Count(CallNamed(name));
+            const uint64_t last = std::exchange(counts_[name], count);
+            if (count != last)
+                Append(counted, Format("%s %lu", name, count - last), ", ");
+        }
+        return counted;
+    }
+    Response TakeAccesses(const std::string& kind) {
+        const std::vector<std::string> accesses = board_.TakeAccesses();
+        Response taken(accesses.begin(), accesses.end());
+        taken.remove_if([&](const std::string& access) { return !access.starts_with(kind); });
+        return taken;
+    }
+    std::string ShowLine(const std::string& chip, uint32_t offset) const {
+        const char* const direction = board_.LineIsOutput(chip, offset) ? ">" : "<";
+        return board_.LineConsumer(chip, offset) + direction + (board_.LineLevel(chip, offset) ? "1" : "0");
+    }
+
+    SimulatedBoard& board_;
+    uint64_t nanoseconds_ = 0, pace_ = 0;
+    std::map<std::string, uint64_t> counts_;
+};
 
 TEST(TranscriptsTest, AreWhatUsersAreTold) {
     // A bus of this process alone, which has its lock on the machine.
     const std::string bus = Format("i2c-%07d", getpid());
     for (auto [name, transcript] : Transcripts()) {
         StringReplace(transcript, "i2c-0000000", bus);
-        Replay(name, SplitLines(transcript));
+        SimulatedBoard board;
+        SimulatedBench(board).Replay(name, transcript);
     }
     unlink(("/var/lock/LCK.." + bus).c_str());
 }

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <quarn/quarn.h>
+
+#include "support/TempDirectory.h"
+
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quarn::test {
+
+/// The transcripts of a room, by the names of their text files.
+std::map<std::string, std::string> Transcripts();
+
+/// A console in front of accessors, with commands of its own for what no console does:
+///
+///     start ACCESSOR...       ends the accessors that there are and makes these, by their commands
+///     add SECTION LINE...     what a configuration file says in that section
+///     free BUS                whether another process would get the bus
+///     registers DEVICE FIRST COUNT, wire DEVICE COUNT BYTE..., mode DEVICE [MODE], get FIELD, set CLOCK TIME,
+///     sub MINIMUM MAXIMUM WORD...    what I2C, SPI, registers, clocks and the parser of "dev read" give programs
+class AccessorBench {
+public:
+    using Response = std::list<std::string>;
+    using Words = std::vector<std::string>;
+
+    AccessorBench(DeviceIO& io, GPIOChips& chips);
+    virtual ~AccessorBench() = default;
+
+    /// Says the lines that begin with "> ". Behind each is its response, each line of which ends with "|", blanks
+    /// before that included. Lines that begin with "# " are for the reader.
+    void Replay(const std::string& name, const std::string& transcript);
+
+protected:
+    static uint64_t Number(const std::string& word) { return std::stoull(word, nullptr, 0); }
+
+    /// Carries out a further command, or returns false.
+    virtual bool Run(const Words& words, const std::string& line, Response& response) = 0;
+
+    /// The path of a file of one section with one line, as a command has them.
+    std::string SectionFile(const Words& words, const std::string& line) const;
+
+private:
+    Response Say(const std::string& line);
+    bool UseAccessors(const Words& words, const std::string& line, Response& response);
+    void Start(const Words& words);
+    template <class Kind>
+    Kind& Made(const std::string& command) {
+        return dynamic_cast<Kind&>(*made_.at(command));
+    }
+
+    const TempDirectory folder_;
+    DeviceIO& io_;
+    GPIOChips& chips_;
+    VariableDictionary dictionary_{"board"};
+    VariableIndex index_{"board", dictionary_};
+    int16_t gains_[2] = {5, 6};
+    std::vector<std::string> names_;
+    std::map<std::string, std::unique_ptr<Accessor>> made_;
+    std::optional<Accessors> accessors_;
+};
+
+}  // namespace quarn::test
