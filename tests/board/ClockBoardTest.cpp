@@ -1,9 +1,4 @@
-#include <quarn/FpgaMicrosecondClock.h>
-#include <quarn/LocalTime.h>
-#include <quarn/MicrosecondClockHardware.h>
-
-#include "board/ConfiguredBoard.h"
-#include "support/Eventually.h"
+#include "board/BoardDevices.h"
 
 #include <time.h>
 
@@ -28,20 +23,20 @@ TEST(ClockBoardTest, SetsTheTimerUpOnceAndLeavesItRunning) {
 
 TEST(ClockBoardTest, BothClocksAnswerOnTheConsole) {
     MicrosecondClockHardware timer(kTimer);
-    FpgaMicrosecondClock counter(kCounter);
-    ConfiguredBoard board({&timer, &counter}, "");
     timer.SetAdjustment(0x80000000);
-    EXPECT_THAT(board.Run("sch show"),
+    EXPECT_THAT(timer.Execute("sch", {"show"}),
                 ElementsAre("0x80000000 (adjustment)", MatchesRegex("0x8000.... \\(effective\\)")));
-    EXPECT_THAT(board.Run("sch raw"), ElementsAre(MatchesRegex("0x0000.... \\(divide-by-26\\)"),
-                                                  MatchesRegex("0x0000.... \\(free run\\)")));
-    EXPECT_THAT(board.Run("sch check"),
+    EXPECT_THAT(timer.Execute("sch", {"raw"}), ElementsAre(MatchesRegex("0x0000.... \\(divide-by-26\\)"),
+                                                           MatchesRegex("0x0000.... \\(free run\\)")));
+    EXPECT_THAT(timer.Execute("sch", {"check"}),
                 ElementsAre(MatchesRegex("[0-9]+ counts occurred in [0-9]{4,} system ticks")));
+    FpgaMicrosecondClock counter(kCounter);
     Physical(kCounter) = 0xFFFFFFF0;
     EXPECT_EQ(counter.SetMicrosecondClock(5), 0xFFFFFFF0u);
     Physical(kCounter) = 2;
-    EXPECT_THAT(board.Run("uclk show"), ElementsAre("0x00000015 (adjustment)", "0x00000017 (effective)"));
-    EXPECT_THAT(board.Run("uclk check"),
+    EXPECT_THAT(counter.Execute("uclk", {"show"}),
+                ElementsAre("0x00000015 (adjustment)", "0x00000017 (effective)"));
+    EXPECT_THAT(counter.Execute("uclk", {"check"}),
                 ElementsAre(MatchesRegex("0 counts occurred in [0-9]{4,} system ticks")));
 }
 

@@ -1,11 +1,8 @@
-#include <quarn/PersistentStorage.h>
-
-#include "board/ConfiguredBoard.h"
+#include "board/BoardDevices.h"
 #include "storage/StorageFixture.h"
 
 #include <errno.h>
 #include <fcntl.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 namespace quarn::test {

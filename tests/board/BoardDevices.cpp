@@ -1,32 +1,13 @@
-#include "board/ConfiguredBoard.h"
+#include "board/BoardDevices.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <fstream>
-#include <list>
 #include <map>
 
 namespace quarn::test {
-
-ConfiguredBoard::ConfiguredBoard(std::initializer_list<Accessor*> accessors,
-                                 const std::string& configuration) {
-    for (Accessor* accessor : accessors)
-        accessors_.Add(*accessor);
-    const TempDirectory folder;
-    folder.Write("board.conf", configuration);
-    DebugCapture debug(DEBUG_ERR | DEBUG_WARN);
-    accessors_.Configure(folder.File("board.conf"));
-    for (const std::string& line : debug.Lines())
-        complaints_.push_back(line.starts_with(folder.Path()) ? line.substr(folder.Path().size() + 1) : line);
-}
-
-Lines ConfiguredBoard::Run(const std::string& line) {
-    std::list<std::string> response = accessors_.Execute(line);
-    response.pop_back();
-    return {response.begin(), response.end()};
-}
 
 void SetModule(const std::string& parameter, int64_t value) {
     const size_t slash = parameter.find('/');
