@@ -16,7 +16,8 @@ constexpr const char* kCalls[] = {"OPEN",       "CLOSE",      "READ",      "WRIT
 
 const std::map<std::string, int> kErrors = {{"EACCES", EACCES}, {"EAGAIN", EAGAIN}, {"EBUSY", EBUSY},
                                             {"EINVAL", EINVAL}, {"EIO", EIO},       {"ENOMEM", ENOMEM},
-                                            {"ENOTTY", ENOTTY}, {"ENXIO", ENXIO},   {"EPERM", EPERM}};
+                                            {"ENOTTY", ENOTTY}, {"ENOSPC", ENOSPC}, {"ENXIO", ENXIO},
+                                            {"EPERM", EPERM},   {"EROFS", EROFS}};
 
 Call CallNamed(const std::string& name) {
     return Call(std::find(std::begin(kCalls), std::end(kCalls), name) - kCalls);
@@ -30,6 +31,7 @@ Call CallNamed(const std::string& name) {
 ///     count, accesses [r|w]     the calls, and accesses to words of memory, since this was last asked
 ///     lines CHIP OFFSET...      who holds a line, > for an output or < for an input, and its level
 ///     pace MICROSECONDS         by how much the board's counters go on whenever one is read
+///     map ADDRESS LENGTH, map PATH LENGTH    a MemoryMapping, which ends at once
 class SimulatedBench final : public AccessorBench {
 public:
     explicit SimulatedBench(SimulatedBoard& board) : AccessorBench(board, board), board_(board) {
@@ -61,12 +63,18 @@ private:
                 [&](const std::string& offset) { return ShowLine(words[1], uint32_t(Number(offset))); });
         else if (command == "pace")
             pace_ = 1000 * Number(words.at(1));
+        else if (command == "map" && words.at(1)[0] == '/')
+            MemoryMapping(words[1], Number(words.at(2)), board_);
+        else if (command == "map")
+            MemoryMapping(Number(words.at(1)), Number(words.at(2)), board_);
         else
             return false;
         return true;
     }
 
     void SetText(const std::string& path, const std::string& text) {
+        if (files_.insert(path).second)
+            board_.AddFile(path);
         board_.SetContents(path, {text.begin(), text.end()});
     }
     std::string CountCalls() {
@@ -93,6 +101,7 @@ private:
     SimulatedBoard& board_;
     uint64_t nanoseconds_ = 0, pace_ = 0;
     std::map<std::string, uint64_t> counts_;
+    std::set<std::string> files_;
 };
 
 TEST(TranscriptsTest, AreWhatUsersAreTold) {
