@@ -13,11 +13,11 @@ namespace {
 class FilePlayer : public BoardPlayer {
 public:
     FilePlayer() {
-        verbs_.merge(std::map<std::string, std::function<std::string()>>{
+        Add({
             {"open", [&] { return Open(); }},
             {"close", [&] { return Shown(board_->Close(File())); }},
             {"read", [&] { return Read(); }},
-            {"write", [&] { return Shown(board_->Write(File(), Sent().data(), Sent().size())); }},
+            {"write", [&] { return Shown(board_->Write(File(), Hex(2).data(), Hex(2).size())); }},
             {"seek", [&] { return Shown(board_->Seek(File(), int64_t(N(2)), Flags(3))); }},
             {"truncate", [&] { return Shown(board_->Truncate(File(), int64_t(N(2)))); }},
             {"sync", [&] { return Shown(board_->Sync(File())); }},
@@ -77,16 +77,6 @@ private:
         for (size_t i = first; i < Words(); ++i)
             flags |= N(i);
         return int32_t(flags);
-    }
-    /// Bytes in hexadecimal, or "4*FF" for four of one.
-    Bytes Sent() const {
-        Bytes bytes;
-        for (const std::string& word : From(2)) {
-            const size_t star = word.find('*');
-            const size_t times = star == std::string::npos ? 1 : ParseU64(word.substr(0, star), 0);
-            bytes.insert(bytes.end(), times, uint8_t(ParseU32("0x" + word.substr(star + 1), 0xFF)));
-        }
-        return bytes;
     }
     std::string Control(unsigned long request, void* argument) {
         return Shown(board_->IOCtl(File(), request, argument));

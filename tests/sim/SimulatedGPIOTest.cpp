@@ -1,3 +1,5 @@
+#include <quarn/VariantValue.h>
+
 #include "sim/BoardPlayer.h"
 
 namespace quarn::sim {
@@ -7,7 +9,7 @@ namespace {
 class GPIOPlayer : public BoardPlayer {
 public:
     GPIOPlayer() {
-        verbs_.merge(std::map<std::string, std::function<std::string()>>{
+        Add({
             {"chip", [&] { return Shown((chips_[W(1)] = board_->OpenChip(W(2))) ? 0 : -1); }},
             {"lines", [&] { return Lines(); }},
             {"give-back", Quietly([&] { lines_.erase(W(1)); })},

@@ -1,55 +1,130 @@
 #pragma once
 
 #include <quarn/MonitorException.h>
+#include <quarn/Parse.h>
+#include <quarn/Text.h>
+
+#include "support/DebugCapture.h"
 
 #include <gtest/gtest.h>
 
 #include <fstream>
 #include <functional>
+#include <iomanip>
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace quarn::test {
 
-/// A step of a text of test cases: what is done, and behind " = " what comes of it, a result or what is thrown. What
-/// comes in several lines stands below, each line behind four blanks; what is nothing is left out. "#" begins a comment.
-struct TranscriptStep {
-    std::string where, does, outcome;
-};
+using Bytes = std::vector<uint8_t>;
 
-inline std::vector<TranscriptStep> ReadTranscript(const std::string& path) {
-    std::vector<TranscriptStep> steps;
-    std::ifstream file(path);
-    size_t number = 0;
-    for (std::string line; std::getline(file, line);) {
-        const std::string where = path + ":" + std::to_string(++number);
-        const size_t equals = line.find(" = ");
-        if (line.empty() || line.starts_with('#'))
-            continue;
-        if (!line.starts_with("    "))
-            steps.push_back(
-                {where, line.substr(0, equals), equals == std::string::npos ? "" : line.substr(equals + 3)});
-        else if (steps.empty())
-            ADD_FAILURE() << where << ": comes of nothing";
-        else
-            steps.back().outcome += (steps.back().outcome.empty() ? "" : "\n") + line.substr(4);
-    }
-    EXPECT_FALSE(steps.empty()) << path << " is not there, or empty";
-    return steps;
-}
+/// Plays test cases that stand in a text file, the transcript. A line has a verb and its words, which may be quoted, and
+/// behind " = " what comes of it: a result, or the text of what is thrown. What comes in several lines stands below,
+/// each behind four blanks; what is nothing is left out. "#" begins a comment.
+class Transcript {
+public:
+    using Verbs = std::map<std::string, std::function<std::string()>>;
 
-/// Does what the file says, step by step; what is done returns what came of it.
-inline void ReplayTranscript(const std::string& path,
-                             const std::function<std::string(const std::string&)>& play) {
-    for (const TranscriptStep& step : ReadTranscript(path)) {
-        std::string outcome;
-        try {
-            outcome = play(step.does);
-        } catch (const MonitorException& e) {
-            outcome = e.Description();
+    virtual ~Transcript() = default;
+
+    /// Of a file in the folder of the test program's sources.
+    void Replay(const std::string& name) {
+        const std::string path = std::string(QUARN_TRANSCRIPTS) + "/" + name;
+        for (const Step& step : ReadSteps(path)) {
+            std::string outcome;
+            try {
+                outcome = Play(step.line);
+            } catch (const MonitorException& e) {
+                outcome = e.Description();
+            }
+            EXPECT_EQ(outcome, step.outcome) << step.where << ": " << step.line;
         }
-        EXPECT_EQ(outcome, step.outcome) << step.where << ": " << step.does;
     }
-}
+
+protected:
+    virtual std::string Play(const std::string& line) {
+        std::istringstream stream(line);
+        words_.clear();
+        for (std::string word; stream >> std::quoted(word);)
+            words_.push_back(word);
+        const auto found = verbs_.find(W(0));
+        return found == verbs_.end() ? "(no such verb)" : found->second();
+    }
+    void Add(Verbs verbs) { verbs_.merge(verbs); }
+
+    size_t Words() const { return words_.size(); }
+    const std::string& W(size_t i) const { return words_.at(i); }
+    virtual uint64_t N(size_t i) const { return ParseU64(W(i), 0); }
+    std::vector<std::string> From(size_t first) const {
+        return {words_.begin() + ptrdiff_t(first), words_.end()};
+    }
+    /// Bytes in hexadecimal, or "4*FF" for four of one.
+    Bytes Hex(size_t first) const {
+        Bytes bytes;
+        for (const std::string& word : From(first)) {
+            const size_t star = word.find('*');
+            const size_t times = star == std::string::npos ? 1 : ParseU64(word.substr(0, star), 0);
+            bytes.insert(bytes.end(), times, uint8_t(ParseU32("0x" + word.substr(star + 1), 0xFF)));
+        }
+        return bytes;
+    }
+
+    /// Few bytes as they are, "300 bytes" where there are many.
+    static std::string Shown(const Bytes& bytes) {
+        return bytes.size() > 32 ? std::to_string(bytes.size()) + " bytes"
+                                 : FormatHexByteVectorUnprefixedSeparated(bytes, " ");
+    }
+    static std::string Joined(const std::vector<std::string>& lines) {
+        std::string joined;
+        for (const std::string& line : lines)
+            joined += (joined.empty() ? "" : "\n") + line;
+        return joined;
+    }
+    /// What the call prints.
+    template <class Call>
+    static std::string Printed(Call&& call) {
+        DebugCapture capture;
+        call();
+        return Joined(capture.Lines());
+    }
+    /// A verb that gives nothing.
+    template <class Call>
+    static std::function<std::string()> Quietly(Call&& call) {
+        return [call] {
+            call();
+            return std::string();
+        };
+    }
+
+private:
+    struct Step {
+        std::string where, line, outcome;
+    };
+
+    static std::vector<Step> ReadSteps(const std::string& path) {
+        std::vector<Step> steps;
+        std::ifstream file(path);
+        size_t number = 0;
+        for (std::string line; std::getline(file, line);) {
+            const std::string where = path + ":" + std::to_string(++number);
+            if (line.empty() || line.starts_with('#'))
+                continue;
+            const size_t end = std::min(line.find(" = "), line.size());
+            if (!line.starts_with("    "))
+                steps.push_back({where, line.substr(0, end), line.substr(std::min(end + 3, line.size()))});
+            else if (steps.empty())
+                ADD_FAILURE() << where << ": comes of nothing";
+            else
+                steps.back().outcome += (steps.back().outcome.empty() ? "" : "\n") + line.substr(4);
+        }
+        EXPECT_FALSE(steps.empty()) << path << " is not there, or empty";
+        return steps;
+    }
+
+    std::vector<std::string> words_;
+    Verbs verbs_;
+};
 
 }  // namespace quarn::test
