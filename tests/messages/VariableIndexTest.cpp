@@ -1,4 +1,4 @@
-#include "messages/MessageBytes.h"
+#include "messages/ReceivedMessage.h"
 #include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
 

@@ -17,13 +17,14 @@ namespace quarn::sim {
 
 using test::Bytes;
 
-/// Plays calls of one board after the other: "== TITLE" begins a new one, "[SECTION] LINE" is loaded, with $ for a
-/// folder, and gives what is printed. A call gives its result, nothing for 0, or the name of its errno.
+/// Plays calls of one board after the other: "== TITLE" begins a new one, "[SECTION] LINE" is loaded and gives
+/// what is printed; $ is a folder. A call gives its result, nothing for 0, or the name of its errno.
 class BoardPlayer : public test::Transcript {
 public:
     BoardPlayer() {
         Add({
             {"add-file", Quietly([&] { board_->AddFile(W(1)); })},
+            {"pass-on", Quietly([&] { board_->PassOn(DeviceIO::System()); })},
             {"fail", Quietly([&] { board_->Fail(C(1), int(N(2)), N(3), N(4)); })},
             {"shorten", Quietly([&] { board_->Shorten(C(1), N(2), N(3)); })},
             {"clear-faults", Quietly([&] { board_->ClearFaults(); })},
@@ -85,7 +86,10 @@ private:
         return constants;
     }
 
-    std::string Play(const std::string& line) override {
+    std::string Play(const std::string& said) override {
+        std::string line = said;
+        if (const size_t dollar = line.find('$'); dollar != std::string::npos)
+            line.replace(dollar, 1, folder.Path());
         const size_t bracket = line.find(']') + 1;
         if (line.starts_with('['))
             return Load(line.substr(0, bracket), line.substr(bracket));
@@ -96,9 +100,7 @@ private:
     }
 
     /// What is printed, without the file's name and the number of the line.
-    std::string Load(const std::string& section, std::string line) {
-        if (const size_t dollar = line.find('$'); dollar != std::string::npos)
-            line.replace(dollar, 1, folder.Path());
+    std::string Load(const std::string& section, const std::string& line) {
         folder.Write("board.sim", "# A board.\n" + section + "\n" + line);
         const std::string path = folder.File("board.sim"), prefix = path + ":3: ";
         std::string printed = Printed([&] { board_->Load(path); });

@@ -1,10 +1,7 @@
 #include <quarn/sim/SimulatedBoard.h>
 
-#include "support/TempDirectory.h"
-
 #include <gtest/gtest.h>
 
-#include <errno.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 
@@ -45,29 +42,6 @@ TEST(SimulatedBoardTest, ServesAnyThread) {
     EXPECT_EQ(board.Count(Call::WRITE), kThreads * kRounds);
     EXPECT_EQ(board.Count(Call::REQUEST_LINES), kThreads * kRounds);
     EXPECT_EQ(board.Held(), 2u);
-}
-
-TEST(SimulatedBoardTest, PassesOnWhatIsNoDevice) {
-    const test::TempDirectory folder;
-    SimulatedBoard board;
-    const auto create = [&](const std::string& path) { return board.Open(path, O_RDWR | O_CREAT, 0600); };
-    EXPECT_EQ(create(folder.File("settings")), -1);
-    board.PassOn(DeviceIO::System());
-    for (const char* device : {"/dev/null", "//dev/null", "/tmp/../dev/null", "/proc/version", "/sys/kernel"})
-        EXPECT_EQ(create(device), -1) << device;
-
-    const int32_t fd = create(folder.File("settings"));
-    EXPECT_EQ(board.Write(fd, "abc", 3), 3);
-    board.Fail(Call::SYNC, EIO);
-    EXPECT_EQ(board.Sync(fd), -1);
-    EXPECT_EQ(board.Sync(fd), 0);
-    EXPECT_EQ(board.Truncate(fd, 8), 0);
-    void* const mapped = board.Map(8, PROT_READ, MAP_SHARED, fd, 0);
-    EXPECT_EQ(board.Read32(static_cast<volatile uint32_t*>(mapped)), 0x00636261u);
-    EXPECT_EQ(board.Held(), 2u);
-    EXPECT_EQ(board.Unmap(mapped, 8), 0);
-    EXPECT_EQ(board.Close(fd), 0);
-    EXPECT_EQ(board.Held(), 0u);
 }
 
 }  // namespace

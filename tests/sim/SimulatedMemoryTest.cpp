@@ -41,6 +41,13 @@ TEST(SimulatedMemoryTest, IsUsedAndUnmappedAsItWasMapped) {
     EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(board.Unmap(page, kPage), 0);
     EXPECT_EQ(board.Unmap(page, kPage), -1);
+
+    // What is no memory of the board's is the system's.
+    void* const other = board.Map(kPage, PROT_READ | PROT_WRITE, MAP_ANONYMOUS | MAP_PRIVATE, -1, 0);
+    board.Write32(static_cast<uint32_t*>(other) + 1, 0x61626364);
+    EXPECT_EQ(board.Read32(static_cast<uint32_t*>(other) + 1), 0x61626364u);
+    EXPECT_EQ(board.Unmap(other, kPage), 0);
+    EXPECT_EQ(board.Held(), 1u);
 }
 
 TEST(SimulatedMemoryTest, TheTimerNeedsItsWholeSetUp) {

@@ -4,20 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-#include <string>
 #include <vector>
 
 namespace quarn::test {
-
-/// The bytes of a text like "A1 08 01".
-inline std::vector<uint8_t> Bytes(const std::string& hex) {
-    std::istringstream stream(hex);
-    std::vector<uint8_t> bytes;
-    for (unsigned byte; stream >> std::hex >> byte;)
-        bytes.push_back(uint8_t(byte));
-    return bytes;
-}
 
 inline IncomingMessage Received(const std::vector<uint8_t>& bytes) {
     IncomingMessage message;
