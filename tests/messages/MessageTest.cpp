@@ -34,7 +34,7 @@ private:
         out.SetStream(77);  // leaves no trace
         out.SetStream(stream);
         Bytes bytes(out.Sync(), out.Sync() + out.Bytes());
-        const std::string shown = (bytes.size() > 32 ? Format("%02X ", bytes[0]) : "") + Shown(bytes);
+        const std::string shown = (bytes.size() > 64 ? Format("%02X ", bytes[0]) : "") + Shown(bytes);
 
         IncomingMessage in;
         EXPECT_EQ(in.Populate(bytes.data(), bytes.size() - 1), 0u);

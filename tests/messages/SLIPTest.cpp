@@ -16,22 +16,19 @@ public:
     SLIPPlayer() {
         Add({
             {"decoder", Quietly([&] { decoder_ = std::make_unique<SLIPDecoder>(W(1), N(2)); })},
-            {"write", [&] { return Backlog([&] { return decoder_->Write(Hex(1)); }); }},
-            {"map", [&] { return Backlog([&] { return decoder_->WriteFromMemoryMapping(&word_, 1); }); }},
+            {"write", [&] { return Report([&] { return std::to_string(decoder_->Write(Hex(1))); }); }},
+            {"map",
+             [&] {
+                 return Report([&] { return std::to_string(decoder_->WriteFromMemoryMapping(&word_, 1)); });
+             }},
             {"get", [&] { return Get(); }},
             {"encoder", Quietly([&] { encoder_ = std::make_unique<SLIPEncoder>(W(1), N(2)); })},
-            {"put", [&] { return Backlog([&] { return encoder_->Put(Hex(1)); }); }},
+            {"put", [&] { return Report([&] { return std::to_string(encoder_->Put(Hex(1))); }); }},
             {"read", [&] { return Read(); }},
         });
     }
 
 private:
-    template <class Call>
-    static std::string Backlog(Call&& call) {
-        size_t backlog = 0;
-        const std::string printed = Printed([&] { backlog = call(); });
-        return printed + (printed.empty() ? "" : "\n") + std::to_string(backlog);
-    }
     std::string Get() {
         Bytes message = {7};
         const bool isThere = decoder_->Get(message);

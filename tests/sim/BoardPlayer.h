@@ -87,27 +87,28 @@ private:
     }
 
     std::string Play(const std::string& said) override {
-        std::string line = said;
-        if (const size_t dollar = line.find('$'); dollar != std::string::npos)
-            line.replace(dollar, 1, folder.Path());
+        if (said.starts_with("== ")) {
+            Begin();
+            return "";
+        }
+        const std::string line = Replaced(said, "$", folder.Path());
         const size_t bracket = line.find(']') + 1;
-        if (line.starts_with('['))
-            return Load(line.substr(0, bracket), line.substr(bracket));
-        if (!line.starts_with("== "))
-            return Transcript::Play(line);
-        Begin();
-        return "";
+        return Replaced(line.starts_with('[') ? Load(line.substr(0, bracket), line.substr(bracket))
+                                              : Transcript::Play(line),
+                        folder.Path(), "$");
     }
 
     /// What is printed, without the file's name and the number of the line.
     std::string Load(const std::string& section, const std::string& line) {
         folder.Write("board.sim", "# A board.\n" + section + "\n" + line);
-        const std::string path = folder.File("board.sim"), prefix = path + ":3: ";
-        std::string printed = Printed([&] { board_->Load(path); });
-        if (printed.starts_with(prefix))
-            printed.erase(0, prefix.size());
-        const size_t named = printed.find(folder.Path());
-        return named == std::string::npos ? printed : printed.replace(named, folder.Path().size(), "$");
+        const std::string path = folder.File("board.sim");
+        return Replaced(Printed([&] { board_->Load(path); }), path + ":3: ", "");
+    }
+
+    static std::string Replaced(std::string text, const std::string& from, const std::string& to) {
+        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+            text.replace(at, from.size(), to);
+        return text;
     }
 };
 

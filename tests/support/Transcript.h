@@ -52,7 +52,10 @@ protected:
         const auto found = verbs_.find(W(0));
         return found == verbs_.end() ? "(no such verb)" : found->second();
     }
-    void Add(Verbs verbs) { verbs_.merge(verbs); }
+    void Add(Verbs verbs) {
+        verbs_.merge(verbs);
+        EXPECT_TRUE(verbs.empty()) << verbs.begin()->first << " is there already";
+    }
 
     size_t Words() const { return words_.size(); }
     const std::string& W(size_t i) const { return words_.at(i); }
@@ -73,8 +76,8 @@ protected:
 
     /// Few bytes as they are, "300 bytes" where there are many.
     static std::string Shown(const Bytes& bytes) {
-        return bytes.size() > 32 ? std::to_string(bytes.size()) + " bytes"
-                                 : FormatHexByteVectorUnprefixedSeparated(bytes, " ");
+        return bytes.size() > kMostShown ? std::to_string(bytes.size()) + " bytes"
+                                         : FormatHexByteVectorUnprefixedSeparated(bytes, " ");
     }
     static std::string Joined(const std::vector<std::string>& lines) {
         std::string joined;
@@ -89,6 +92,13 @@ protected:
         call();
         return Joined(capture.Lines());
     }
+    /// What the call prints, and behind it the text that it returns.
+    template <class Call>
+    static std::string Report(Call&& call) {
+        std::string returned;
+        std::string report = Printed([&] { returned = call(); });
+        return report.empty() || returned.empty() ? report + returned : report + "\n" + returned;
+    }
     /// A verb that gives nothing.
     template <class Call>
     static std::function<std::string()> Quietly(Call&& call) {
@@ -99,6 +109,8 @@ protected:
     }
 
 private:
+    static constexpr size_t kMostShown = 64;
+
     struct Step {
         std::string where, line, outcome;
     };
