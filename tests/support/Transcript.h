@@ -38,6 +38,8 @@ public:
                 outcome = Play(step.line);
             } catch (const MonitorException& e) {
                 outcome = e.Description();
+            } catch (const std::exception& e) {  // a word is missing, or nothing has that name
+                outcome = e.what();
             }
             EXPECT_EQ(outcome, step.outcome) << step.where << ": " << step.line;
         }
