@@ -1,13 +1,8 @@
 #pragma once
 
-#include <quarn/Sentence.h>
-#include <quarn/SentenceDetails.h>
-#include <quarn/VariableDetails.h>
-#include <quarn/VariantValue.h>
+#include <quarn/quarn.h>
 
 #include "ctl/UnitClient.h"
-
-#include <string>
 
 namespace unit {
 
