@@ -4,8 +4,7 @@
 
 #include <string>
 
-namespace quarn::test {
-namespace {
+namespace quarn {
 
 TEST(Backlog, NeitherGrowsInSteadyUseNorKeepsTheMemoryOfABurst) {
     Backlog backlog;
@@ -22,5 +21,4 @@ TEST(Backlog, NeitherGrowsInSteadyUseNorKeepsTheMemoryOfABurst) {
     EXPECT_LE(backlog.Capacity(), Backlog::kKeptBytes);
 }
 
-}  // namespace
-}  // namespace quarn::test
+}  // namespace quarn

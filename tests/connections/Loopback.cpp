@@ -1,9 +1,7 @@
 #include "connections/Loopback.h"
 
 #include "connections/SocketAddress.h"
-#include "support/Eventually.h"
 
-#include <poll.h>
 #include <sys/ioctl.h>
 
 #include <algorithm>
@@ -12,14 +10,10 @@
 
 namespace quarn::test {
 
-namespace {
-
-void Check(bool ok, const char* what) {
+static void Check(bool ok, const char* what) {
     if (!ok)
         throw std::runtime_error(what);
 }
-
-}  // namespace
 
 bool WaitFor(int fd, int16_t events) {
     pollfd entry = {fd, events, 0};
@@ -47,10 +41,6 @@ std::string WireBytes(const OutgoingMessage& message) {
     return {reinterpret_cast<const char*>(message.Sync()), message.Bytes()};
 }
 
-std::string WireBytes(const SentenceGrammar& grammar, uint32_t tag, const std::vector<VariantValue>& words) {
-    return WireBytes(*std::unique_ptr<OutgoingMessage>(grammar.CreateOutgoingMessage(tag, words)));
-}
-
 Peer::Peer(uint16_t port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const sockaddr_in address = MakeSocketAddress(LOOPBACK, port);
     Check(connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, "connect");
@@ -72,29 +62,21 @@ std::string Peer::Read(size_t length) const {
 
 void Peer::Reset() {
     const linger now = {1, 0};
-    Check(setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now) == 0, "SO_LINGER");
+    setsockopt(fd_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
     Close();
 }
 
-Link::Link() : listener(LOOPBACK, 0), peer(listener.GetPort()) {
+Link::Link() {
     WaitFor(listener.Socket(), POLLIN);
     connection.reset(listener.Accept("c"));
 }
 
 void Link::Send(const std::string& bytes) {
     peer.Write(bytes);
-    int waiting = 0;
-    Check(Eventually([&] {
-              return ioctl(connection->Socket(), FIONREAD, &waiting) == 0 &&
-                     static_cast<size_t>(waiting) >= bytes.size();
-          }),
-          "the bytes have not arrived");
+    auto haveArrived = [&, waiting = 0]() mutable {
+        return ioctl(connection->Socket(), FIONREAD, &waiting) == 0 && size_t(waiting) >= bytes.size();
+    };
+    Check(Eventually(haveArrived), "the bytes have not arrived");
 }
-
-BusyPort::BusyPort()
-    : listener_(std::make_unique<TCPListener>(LOOPBACK, 0)),
-      port_(listener_->GetPort()),
-      // A backlog of 0 has room for one.
-      occupant_((Check(listen(listener_->Socket(), 0) == 0, "listen"), port_)) {}
 
 }  // namespace quarn::test

@@ -1,20 +1,22 @@
 #pragma once
 
-#include <quarn/AllowedPeers.h>
-#include <quarn/OutgoingMessage.h>
-#include <quarn/SentenceGrammar.h>
-#include <quarn/TCPConnection.h>
-#include <quarn/TCPListener.h>
-#include <quarn/VariantValue.h>
+/// What the tests of sockets share, on the loopback interface.
 
-#include <stdint.h>
+#include <quarn/quarn.h>
+
+#include "support/DebugCapture.h"
+#include "support/Eventually.h"
+#include "support/ThrownMessage.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <memory>
-#include <string>
 #include <utility>
-#include <vector>
 
 namespace quarn::test {
 
@@ -31,7 +33,6 @@ std::string RandomBytes(size_t size);
 
 /// What goes over the wire.
 std::string WireBytes(const OutgoingMessage& message);
-std::string WireBytes(const SentenceGrammar& grammar, uint32_t tag, const std::vector<VariantValue>& words);
 
 /// A plain blocking socket at the other end of what is being tested.
 class Peer {
@@ -73,24 +74,30 @@ struct Link {
     /// Has the peer write the bytes and waits until they have arrived.
     void Send(const std::string& bytes);
 
-    TCPListener listener;
-    Peer peer;
+    TCPListener listener{LOOPBACK, 0};
+    Peer peer{listener.GetPort()};
     std::unique_ptr<TCPConnection> connection;
+};
+
+/// A link, and what is printed meanwhile.
+struct LinkTest : testing::Test {
+    DebugCapture capture;
+    Link link;
 };
 
 /// A port on which connects neither succeed nor fail: its queue of connections to accept is full.
 class BusyPort {
 public:
-    BusyPort();
+    BusyPort() : occupant_((listen(listener_->Socket(), 0), port_)) {}  // a backlog of 0 has room for one
 
     uint16_t Port() const { return port_; }
     /// From now on the system refuses connects.
     void StopListening() { listener_.reset(); }
 
 private:
-    std::unique_ptr<TCPListener> listener_;
-    uint16_t port_;
-    Peer occupant_;
+    std::unique_ptr<TCPListener> listener_ = std::make_unique<TCPListener>(LOOPBACK, 0);
+    const uint16_t port_ = listener_->GetPort();
+    const Peer occupant_;
 };
 
 }  // namespace quarn::test

@@ -1,16 +1,9 @@
-#include <quarn/quarn.h>
-
 #include "connections/Loopback.h"
-#include "support/ThrownMessage.h"
-
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <netinet/tcp.h>
-#include <sys/resource.h>
 
 namespace quarn::test {
-namespace {
 
 using namespace SocketUtilities;
 
@@ -34,6 +27,7 @@ TEST(SocketUtilities, DescribesBothEndsAndWhetherThereIsRoom) {
     EXPECT_EQ(ThrownMessage([&] { GetPeerAddress(unconnected.Socket()); }),
               "getpeername failed: Transport endpoint is not connected");
     EXPECT_EQ(ThrownMessage([] { SocketWritable(99999); }), "getsockname failed: Bad file descriptor");
+    EXPECT_EQ(ThrownMessage([] { TCPSocket(-1).ErrorCheck(); }), "Calling ErrorCheck on uncreated TCPSocket");
 }
 
 TEST(SocketUtilities, SwitchesOneFlagAndSaysWhatFailed) {
@@ -43,7 +37,6 @@ TEST(SocketUtilities, SwitchesOneFlagAndSaysWhatFailed) {
     EXPECT_EQ(fcntl(socket.Socket(), F_GETFL), O_RDWR | O_ASYNC);
     SetBlocking(socket.Socket(), false);
     EXPECT_EQ(fcntl(socket.Socket(), F_GETFL), O_RDWR | O_ASYNC | O_NONBLOCK);
-
     SetSilenceLimit(socket.Socket(), 10);
     unsigned limitMs = 0;
     socklen_t length = sizeof limitMs;
@@ -51,38 +44,28 @@ TEST(SocketUtilities, SwitchesOneFlagAndSaysWhatFailed) {
     EXPECT_EQ(limitMs, 10000U);
 
     UDPSocket datagrams(LOOPBACK, 0);
-    EXPECT_EQ(ThrownMessage([&] { SetSilenceLimit(datagrams.Socket(), 10); }),
-              Describe(datagrams.Socket()) + ": setsockopt for silence limit failed: Protocol not available");
-    EXPECT_EQ(ThrownMessage([&] { SetNagle(datagrams.Socket(), false); }),
-              Describe(datagrams.Socket()) + ": setsockopt for Nagle flag failed: Protocol not available");
+    const int fd = datagrams.Socket();
+    EXPECT_EQ(ThrownMessage([&] { SetSilenceLimit(fd, 10); }),
+              Describe(fd) + ": setsockopt for silence limit failed: Protocol not available");
+    EXPECT_EQ(ThrownMessage([&] { SetNagle(fd, false); }),
+              Describe(fd) + ": setsockopt for Nagle flag failed: Protocol not available");
     EXPECT_EQ(ThrownMessage([] { SetBlocking(-1, true); }),
               "[no socket]: fcntl could not get file flags: Bad file descriptor");
 }
 
 TEST(SocketUtilities, FillsAnFdSetWithinItsBounds) {
-    rlimit limit = {};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    limit.rlim_cur = limit.rlim_max;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-    TCPSocket fits, uncreated(-1);
-    TCPSocket tooHigh(fcntl(fits.Socket(), F_DUPFD_CLOEXEC, FD_SETSIZE));
-
     fd_set set;
     FD_ZERO(&set);
-    int maxFd = 0;
-    EXPECT_EQ(ThrownMessage([&] { tooHigh.SetReadableFileDescriptorBit(&set, &maxFd); }),
-              Format("File descriptor %d does not fit an fd_set (limit 1024)", tooHigh.Socket()));
-    EXPECT_TRUE(uncreated.SetReadableFileDescriptorBit(&set, &maxFd));
-    EXPECT_EQ(maxFd, 0);
-    EXPECT_TRUE(fits.SetReadableFileDescriptorBit(&set, &maxFd));
-    EXPECT_TRUE(FD_ISSET(fits.Socket(), &set));
-    EXPECT_EQ(maxFd, fits.Socket() + 1);
-    maxFd = 2000;
-    EXPECT_TRUE(fits.SetReadableFileDescriptorBit(&set, &maxFd));
-    EXPECT_TRUE(fits.SetReadableFileDescriptorBit(&set, nullptr));
-    EXPECT_EQ(maxFd, 2000);
-    EXPECT_EQ(ThrownMessage([&] { uncreated.ErrorCheck(); }), "Calling ErrorCheck on uncreated TCPSocket");
+    // A descriptor, and what the maximum is before and after it.
+    const std::tuple<int, int, int> cases[] = {{-1, 0, 0}, {0, 0, 1}, {1023, 0, 1024}, {1, 2000, 2000}};
+    for (auto [fd, maxFd, after] : cases) {
+        SetDescriptorBit(fd, &set, &maxFd);
+        EXPECT_EQ(maxFd, after);
+        EXPECT_TRUE(fd < 0 || FD_ISSET(fd, &set)) << fd;
+    }
+    SetDescriptorBit(2, &set, nullptr);
+    EXPECT_EQ(ThrownMessage([&] { SetDescriptorBit(1024, &set, nullptr); }),
+              "File descriptor 1024 does not fit an fd_set (limit 1024)");
 }
 
-}  // namespace
 }  // namespace quarn::test

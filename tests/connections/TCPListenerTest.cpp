@@ -1,24 +1,17 @@
-#include <quarn/quarn.h>
-
 #include "connections/Loopback.h"
 #include "support/CountDescriptors.h"
-#include "support/DebugCapture.h"
-#include "support/ThrownMessage.h"
-
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 
 namespace quarn::test {
-namespace {
 
 TEST(TCPListener, NumbersAndNamesWhatItAccepts) {
+    DebugCapture debug;
     TCPListener listener(LOOPBACK, 0);
     EXPECT_EQ(listener.Accept("x"), nullptr);
     for (uint32_t id = 1; id <= 3; ++id) {
-        Peer peer(listener.GetPort());
+        const Peer peer(listener.GetPort());
         ASSERT_TRUE(WaitFor(listener.Socket(), POLLIN));
         const std::unique_ptr<TCPConnection> connection(listener.Accept("$peer$ bulk ($peer$) $peer"));
         const std::string address = Format("127.0.0.1:%u", peer.LocalPort());
@@ -26,14 +19,13 @@ TEST(TCPListener, NumbersAndNamesWhatItAccepts) {
         EXPECT_EQ(connection->GetClientID(), id);
         EXPECT_TRUE(connection->IsConnected());
     }
-    DebugCapture debug;
     listener.SetAllowedPeers(SomebodyElse());
-    const Peer stranger(listener.GetPort());
+    const Peer peer(listener.GetPort());
     ASSERT_TRUE(WaitFor(listener.Socket(), POLLIN));
     EXPECT_EQ(listener.Accept("x"), nullptr);
     EXPECT_EQ(debug.Lines(),
               Lines{Format("TCPListener: Turned away 127.0.0.1:%u, which is not an allowed peer",
-                           stranger.LocalPort())});
+                           peer.LocalPort())});
 }
 
 TEST(TCPListener, EverySocketIsClosedOnExecNonBlockingAndPrompt) {
@@ -74,12 +66,9 @@ TEST(TCPListener, ConstructorsThatFailLeakNothing) {
               " 0.0.0.0:0: Failed to bind to 192.0.2.1:4711: Cannot assign requested address");
     EXPECT_EQ(ThrownMessage([] { UDPSocket(IPAddress("192.0.2.1"), 4711); }),
               "Failed to bind socket to 192.0.2.1:4711: Cannot assign requested address");
-    const std::string noSocket = "getsockname failed: Socket operation on non-socket";
-    const auto file = [] { return open("/dev/null", O_RDWR | O_CLOEXEC); };
-    EXPECT_EQ(ThrownMessage([&] { TCPSocket socket(file()); }), noSocket);
-    EXPECT_EQ(ThrownMessage([&] { TCPConnection connection("c", 1, file()); }), noSocket);
+    const auto adopt = [] { TCPConnection("c", 1, open("/dev/null", O_RDWR | O_CLOEXEC)); };
+    EXPECT_EQ(ThrownMessage(adopt), "getsockname failed: Socket operation on non-socket");
     EXPECT_EQ(CountDescriptors(), before);
 }
 
-}  // namespace
 }  // namespace quarn::test

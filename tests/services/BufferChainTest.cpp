@@ -2,20 +2,17 @@
 
 #include <gtest/gtest.h>
 
-namespace quarn::test {
-namespace {
+namespace quarn {
 
 TEST(BufferChainTest, IsReadInOtherPiecesThanItWasWritten) {
     using Bytes = std::vector<uint8_t>;
     BufferChain chain;
-    const auto read = [&](size_t maximum) {
-        Bytes bytes = {9};
+    auto read = [&, bytes = Bytes{9}](size_t maximum) mutable {
         chain.Read(bytes, maximum);
         return bytes;
     };
-    chain.Write({1, 2, 3});
-    chain.Write({});
-    chain.Write({4, 5});
+    for (const Bytes& bytes : {Bytes{1, 2, 3}, Bytes{}, Bytes{4, 5}})
+        chain.Write(bytes);
     EXPECT_EQ(read(2), (Bytes{1, 2}));
     EXPECT_EQ(chain.AvailableBytes(), 3U);
     EXPECT_EQ(read(2), (Bytes{3, 4}));
@@ -24,5 +21,4 @@ TEST(BufferChainTest, IsReadInOtherPiecesThanItWasWritten) {
     EXPECT_EQ(read(3), Bytes());
 }
 
-}  // namespace
-}  // namespace quarn::test
+}  // namespace quarn

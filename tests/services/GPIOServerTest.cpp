@@ -1,20 +1,11 @@
-#include <quarn/quarn.h>
-
-#include "connections/Loopback.h"
-#include "support/DebugCapture.h"
-
-#include <gtest/gtest.h>
+#include "services/Transcript.h"
 
 #include <atomic>
-#include <list>
-#include <map>
 #include <mutex>
 #include <thread>
 
 namespace quarn::test {
 namespace {
-
-using Grammar = GPIOServerGrammar;
 
 // Signals in memory. Commands give back what they were given; "big LENGTH" gives one line of so many characters, and
 // throws what is no MonitorException when LENGTH is no number.
@@ -22,10 +13,9 @@ class MemoryGPIO final : public GPIOAccess {
 public:
     uint32_t Get(const std::string& name) override {
         const auto visit = Visit();
-        const auto found = values.find(name);
-        if (found == values.end())
+        if (!values.contains(name))
             throw MonitorException("GPIO: unknown signal %s", name.c_str());
-        return found->second;
+        return values[name];
     }
     void Set(const std::string& name, uint32_t value) override {
         const auto visit = Visit();
@@ -51,98 +41,49 @@ private:
     std::mutex isVisited_;
 };
 
-std::string Message(uint32_t tag, const std::vector<VariantValue>& words) {
-    return WireBytes(Grammar(), tag, words);
-}
-
-using Strings = std::vector<std::string>;
-
-// Whether the server answers this client's request as it should.
-bool IsServed(const Peer& peer) {
-    peer.Write(Message(Grammar::GET, {uint16_t{9}, "in"}));
-    return peer.Hears(Message(Grammar::ACK, {uint16_t{9}, 3u}));
-}
-
-class GPIOServerTest : public testing::Test {
+class GPIOServerTest : public TranscriptTest {
 protected:
-    DebugCapture debug_;
+    GPIOServerTest() {
+        port_ = server_.GetPort();
+        title_ = "GPIOServer: ";
+        using enum VariantType;
+        odd_.Add(1000, "other", 0, NONE);
+        odd_.Add(GPIOServerGrammar::GET, "short-get", 0, UINT16, NONE);
+        odd_.Add(GPIOServerGrammar::SET, "odd-set", 0, UINT16, STRING, STRING, NONE);
+        grammars_ = {&gpioGrammar_, &odd_};
+    }
+
+    const GPIOServerGrammar gpioGrammar_;
+    SentenceGrammar odd_{"odd"};
     MemoryGPIO gpio_;
-    GPIOServer server_{nullptr, "", 0, gpio_};
-    const uint16_t port_ = server_.GetPort();
+    const GPIOServer server_{nullptr, "", 0, gpio_};
 };
 
-TEST_F(GPIOServerTest, AnswersRequests) {
-    // The most that a reply can carry: a message of 262144 bytes.
-    const size_t most = 262144 - 9 - 7 - 5 - 4;
-    const std::string longName(5000, 'n'), tooLong = "GPIO: response of 262145 bytes is too long";
-    const std::tuple<uint32_t, std::vector<VariantValue>, uint32_t, VariantValue> cases[] = {
-        {Grammar::GET, {"none"}, Grammar::EXCEPTION, "GPIO: unknown signal none"},
-        {Grammar::GET, {longName}, Grammar::EXCEPTION, Truncate("GPIO: unknown signal " + longName, 4096)},
-        {Grammar::SET, {"mute", 0xFFFFFFFFu}, Grammar::ACK, 0xFFFFFFFFu},
-        {Grammar::GET, {"mute"}, Grammar::ACK, 0xFFFFFFFFu},
-        {Grammar::COMMAND, {Strings{"far \"a b\"", "\"\""}}, Grammar::TEXT, Strings{"far", "a b", ""}},
-        {Grammar::COMMAND, {Strings{}}, Grammar::EXCEPTION, "GPIO: no command"},
-        {Grammar::COMMAND, {Strings{"a\"b"}}, Grammar::EXCEPTION, "Double-quote within token"},
-        {Grammar::COMMAND, {Strings{"big x"}}, Grammar::EXCEPTION, "stoul"},
-        {Grammar::COMMAND,
-         {Strings{Format("big %zu", most)}},
-         Grammar::TEXT,
-         Strings{std::string(most, 'b')}},
-        {Grammar::COMMAND, {Strings{Format("big %zu", most + 1)}}, Grammar::EXCEPTION, tooLong},
-    };
-    const Peer peer(port_);
-    std::string requests;
-    Lines replies;
-    uint16_t actionID = 0xFFF8;
-    for (auto [request, words, reply, answer] : cases) {
-        words.insert(words.begin(), actionID);
-        requests += Message(request, words);
-        replies.push_back(Message(reply, {actionID++, answer}));
-    }
-    peer.Write(requests);  // all at once, and an end of input that overtakes the replies
-    peer.ShutDown();
-    for (const std::string& reply : replies)
-        EXPECT_TRUE(peer.Hears(reply)) << &reply - &replies[0];
-    EXPECT_EQ(peer.Read(1), "");
-}
-
-TEST_F(GPIOServerTest, DropsAClientThatAsksForNothingOrIsNotAllowed) {
-    SentenceGrammar other("other");
-    other.Add(Grammar::GET, "get", 0, VariantType::UINT16, VariantType::NONE);
-    other.Add(Grammar::SET, "set", 0, VariantType::UINT16, VariantType::STRING, VariantType::STRING,
-              VariantType::NONE);
-    other.Add(1000, "other", 0, VariantType::NONE);
-    const std::pair<std::string, const char*> cases[] = {
-        {WireBytes(other, 1000, {}), "tag 0x000003E8: not a request"},
-        {WireBytes(other, Grammar::GET, {uint16_t{1}}),
-         "tag 0x00000101: Message contained only 1 of 2 word(s)"},
-        {WireBytes(other, Grammar::SET, {uint16_t{1}, "in", "1"}),
-         "tag 0x00000102: Blob of type UINT32 should contain 4 bytes; have 1"},
-        {Message(Grammar::ACK, {uint16_t{1}, 1u}), "tag 0x00000301: not a request"},
-    };
-    const Peer honest(port_);
-    for (const auto& [message, defect] : cases) {
-        const Peer peer(port_);
-        peer.Write(message);
-        EXPECT_EQ(peer.Read(1), "");  // closed
-        EXPECT_TRUE(
-            debug_.Contains(Format("GPIOServer: gpio (127.0.0.1:%u) sent %s", peer.LocalPort(), defect)));
-        EXPECT_TRUE(IsServed(honest));
-    }
+TEST_F(GPIOServerTest, AnswersRequestsAndDropsWhoMakesNone) {
+    Play("gpio_server.txt");
     const GPIOServer choosy(nullptr, "", 0, gpio_, SomebodyElse());
     EXPECT_EQ(Peer(choosy.GetPort()).Read(1), "");
 }
 
 TEST_F(GPIOServerTest, LetsAClientThatReadsLateWaitAlone) {
+    // The most that a reply can carry: a message of 262144 bytes.
+    const size_t most = 262144 - 9 - 7 - 5 - 4;
     const Peer late(port_), peer(port_);
     for (int i = 0; i < 100; ++i)
-        late.Write(Message(Grammar::COMMAND, {uint16_t{1}, Strings{"big 250000"}}));
+        late.Write(Bytes(Format("gpio-command|1|big %zu", most)));
+    late.Write(Bytes(Format("gpio-command|1|big %zu", most + 1)));
+    late.Write(Bytes("gpio-get|1|" + std::string(5000, 'n')));
     late.ShutDown();
-    for (int i = 0; i < 100; ++i)
-        ASSERT_TRUE(IsServed(peer));
-    const std::string reply = Message(Grammar::TEXT, {uint16_t{1}, Strings{std::string(250000, 'b')}});
+    for (int i = 0; i < 100; ++i) {
+        peer.Write(Bytes("gpio-get|9|in"));
+        ASSERT_TRUE(peer.Hears(Bytes("gpio-ack|9|3")));
+    }
+    const std::string reply = Bytes("gpio-text|1|" + std::string(most, 'b'));
     for (int i = 0; i < 100; ++i)  // more than the system holds on its way
         ASSERT_TRUE(late.Hears(reply)) << i;
+    EXPECT_TRUE(late.Hears(Bytes("gpio-exception|1|GPIO: response of 262145 bytes is too long")));
+    EXPECT_TRUE(late.Hears(
+        Bytes("gpio-exception|1|" + Truncate("GPIO: unknown signal " + std::string(5000, 'n'), 4096))));
 }
 
 // The library's own client, beside others and threads of this process.
@@ -160,18 +101,13 @@ TEST_F(GPIOServerTest, ServesOneRequestAtATime) {
                 ++failures;  // the server of a busy machine did not get round to it within half a second
             }
     };
-    std::thread threads[3];
-    for (int i = 0; i < 3; ++i)
-        threads[i] = std::thread([&, i] {
-            GPIOIndirectAccess client(LOOPBACK, server.GetPort(), "gpio");
-            count(i == 0 ? static_cast<GPIOAccess&>(gpio) : client, std::to_string(i));
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    GPIOIndirectAccess client(LOOPBACK, server.GetPort(), "far");
+    std::thread other([&] { count(gpio, "near"); });
+    count(client, "far");
+    other.join();
     EXPECT_EQ(mistakes, 0U);
     EXPECT_EQ(gpio_.meetings, 0U);
-    EXPECT_EQ(gpio_.values, (std::map<std::string, uint32_t>{{"in", 3}, {"0", 300}, {"1", 300}, {"2", 300}}));
-    GPIOIndirectAccess client(LOOPBACK, server.GetPort(), "far");
+    EXPECT_EQ(gpio_.values, (std::map<std::string, uint32_t>{{"in", 3}, {"far", 300}, {"near", 300}}));
     EXPECT_EQ(client.Execute("far", {"list", "two  words", ""}),
               (std::list<std::string>{"far", "list", "two  words", ""}));
 }
