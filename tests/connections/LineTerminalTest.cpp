@@ -20,6 +20,9 @@ TEST_F(LineTerminalTest, DropsALineThatIsTooLongAndSurvivesRandomBytes) {
     while (terminal.Get(line))
         continue;
     EXPECT_EQ(line, "end");
+    uint64_t received = 0;
+    terminal.GetCharacterCounts(&received, nullptr);
+    EXPECT_EQ(received, (10U << 20) + 2 * 65535 + 12);
 }
 
 TEST_F(LineTerminalTest, EmptiesAFullListBeforeItQueuesAndKeepsTheTailOfALineSentInPart) {

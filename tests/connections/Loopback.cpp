@@ -41,6 +41,10 @@ std::string WireBytes(const OutgoingMessage& message) {
     return {reinterpret_cast<const char*>(message.Sync()), message.Bytes()};
 }
 
+std::string WireBytes(const SentenceGrammar& grammar, uint32_t tag, const std::vector<VariantValue>& words) {
+    return WireBytes({*grammar.Find(tag, true), words});
+}
+
 Peer::Peer(uint16_t port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const sockaddr_in address = MakeSocketAddress(LOOPBACK, port);
     Check(connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0, "connect");

@@ -33,6 +33,7 @@ std::string RandomBytes(size_t size);
 
 /// What goes over the wire.
 std::string WireBytes(const OutgoingMessage& message);
+std::string WireBytes(const SentenceGrammar& grammar, uint32_t tag, const std::vector<VariantValue>& words);
 
 /// A plain blocking socket at the other end of what is being tested.
 class Peer {

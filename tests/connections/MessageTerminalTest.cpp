@@ -44,6 +44,7 @@ TEST_F(MessageTerminalTest, SurvivesRandomBytesAndEmptiesAReceiveBacklogBeyondIt
     EXPECT_TRUE(fresh.WorkPending());  // nothing is sent once disconnected, but what came is kept
     EXPECT_TRUE(fresh.Get(message));
     EXPECT_FALSE(fresh.Get(message));
+    EXPECT_EQ(fresh.GetReceivedMessageCount(), 1U);
     EXPECT_EQ(message.GetTotalBytes(), WireBytes(MakeMessage(1)).size());  // nothing was there to decode
 }
 

@@ -14,8 +14,7 @@ bool EndsAs(const End& end, uint32_t status) {
     return end.GetStatus(nullptr) == status;
 }
 
-class BulkTransferTest : public TranscriptTest {
-protected:
+struct BulkTransferTest : TranscriptTest {
     BulkTransferTest() {
         foreign_.Add(0xBB04, "foreign", 0, VariantType::NONE);
         grammars_ = {&bulk_, &foreign_};
@@ -49,6 +48,12 @@ protected:
             std::filesystem::resize_file(Tokenize(rest).at(0), ParseU64(Tokenize(rest).at(1), 0));
         };
     }
+    void TearDown() override {
+        sender_.reset();
+        receiver_.reset();
+        peer_.reset();
+        EXPECT_EQ(CountDescriptors(), descriptors_);
+    }
     void Begin(const std::string& title, const std::string& rest) {
         sender_.reset();
         receiver_.reset();
@@ -76,10 +81,10 @@ protected:
     std::vector<std::string> words_;
     std::unique_ptr<BulkTransferSender> sender_;
     std::unique_ptr<BulkTransferReceiver> receiver_;
+    const size_t descriptors_ = CountDescriptors();
 };
 
 TEST_F(BulkTransferTest, FilesArriveAsTheyAre) {
-    const size_t descriptors = CountDescriptors();
     for (const uint32_t size : {0, 1, 999, 1000, 2500, 3000000}) {
         for (const uint32_t chunk : {1000, 1048529}) {
             SCOPED_TRACE(size);
@@ -94,20 +99,12 @@ TEST_F(BulkTransferTest, FilesArriveAsTheyAre) {
             EXPECT_TRUE(folder_.Read("to") == contents);
         }
     }
-    sender_.reset();
-    receiver_.reset();
-    EXPECT_EQ(CountDescriptors(), descriptors);
 }
 
 TEST_F(BulkTransferTest, EachEndSaysAndPrintsWhatItShould) {
-    const size_t descriptors = CountDescriptors();
     folder_.Write("large", "");
     std::filesystem::create_symlink("/dev/full", folder_.File("full"));
     Play("bulk_transfer.txt");
-    sender_.reset();
-    receiver_.reset();
-    peer_.reset();
-    EXPECT_EQ(CountDescriptors(), descriptors);
 }
 
 TEST_F(BulkTransferTest, SilenceEndsATransferAndNobodyElseIsServed) {

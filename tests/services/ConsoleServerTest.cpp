@@ -24,8 +24,7 @@ public:
     std::atomic<uint64_t> executed{0};
 };
 
-class ConsoleServerTest : public TranscriptTest {
-protected:
+struct ConsoleServerTest : TranscriptTest {
     ConsoleServerTest() {
         accessors_.Add(echo_);
         accessors_.Add(monitor_);

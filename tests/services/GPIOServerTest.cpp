@@ -41,8 +41,7 @@ private:
     std::mutex isVisited_;
 };
 
-class GPIOServerTest : public TranscriptTest {
-protected:
+struct GPIOServerTest : TranscriptTest {
     GPIOServerTest() {
         port_ = server_.GetPort();
         title_ = "GPIOServer: ";
