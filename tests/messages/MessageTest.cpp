@@ -15,6 +15,7 @@ public:
         grammar_.Add(0, "closed", 0, UINT16, STRING, NONE);
         grammar_.Add(1, "open", 1, UINT16, STRING, NONE);
         grammar_.Add(0x00020001, "three", 0, UINT16, STRING, STRING, NONE);
+        grammar_.Add(2, "texts", 0, STRING, STRING, NONE);
         reused_.emplace(*grammar_.Find("three", true));
         Add({
             {"encode", [&] { return Encode(uint32_t(N(1)), uint8_t(N(2)), Hex(3)); }},
@@ -67,9 +68,9 @@ private:
         return "\"" + reused_->ToString() + "\"";
     }
     std::string Send(const SentenceDetails& details) const {
-        std::vector<VariantValue> words = {VariantValue(uint16_t(N(2)))};
-        for (const std::string& text : From(3))
-            words.emplace_back(text);
+        std::vector<VariantValue> words;
+        for (const VariantType type : details.GetTypes())
+            words.emplace_back(type, W(2 + words.size()));
         const OutgoingMessage sent(details, words);
         return sent.ToString() + "\n\"" + sent.GetDebugString() + "\"";
     }

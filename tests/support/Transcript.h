@@ -126,10 +126,10 @@ private:
             if (line.empty() || line.starts_with('#'))
                 continue;
             const size_t end = std::min(line.find(" = "), line.size());
-            if (!line.starts_with("    "))
+            if (!line.starts_with(' '))
                 steps.push_back({where, line.substr(0, end), line.substr(std::min(end + 3, line.size()))});
-            else if (steps.empty())
-                ADD_FAILURE() << where << ": comes of nothing";
+            else if (steps.empty() || !line.starts_with("    "))
+                ADD_FAILURE() << where << ": neither done nor an outcome";
             else
                 steps.back().outcome += (steps.back().outcome.empty() ? "" : "\n") + line.substr(4);
         }
