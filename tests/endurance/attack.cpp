@@ -144,8 +144,7 @@ void Run(const std::string& program, uint32_t seconds, size_t connections) {
 
 int main(int argc, char** argv) {
     if (argc == 4)
-        return endurance::StatusOf(
-            [&] { endurance::Run(argv[1], uint32_t(atoi(argv[2])), size_t(atoi(argv[3]))); });
+        return endurance::StatusOf([&] { endurance::Run(argv[1], atoi(argv[2]), atoi(argv[3])); });
     fprintf(stderr, "usage: attack QUARN-UNIT SECONDS CONNECTIONS\n");
     return 2;
 }
