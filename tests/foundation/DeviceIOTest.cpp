@@ -1,8 +1,4 @@
-#include <quarn/DeviceIO.h>
-
-#include "support/TempDirectory.h"
-
-#include <gtest/gtest.h>
+#include "foundation/FoundationTest.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

@@ -1,6 +1,5 @@
-#include "foundation/FakeClock.h"
+#include "foundation/FoundationTest.h"
 
-#include <errno.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 

@@ -1,12 +1,4 @@
-#include <quarn/LocalTime.h>
-
-#include "foundation/FakeClock.h"
-#include "support/DebugCapture.h"
-#include "support/ThrownMessage.h"
-
-#include <gtest/gtest.h>
-
-#include <errno.h>
+#include "foundation/FoundationTest.h"
 
 namespace quarn::test {
 namespace {

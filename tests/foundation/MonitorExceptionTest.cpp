@@ -1,11 +1,4 @@
-#include <quarn/Logger.h>
-#include <quarn/MonitorException.h>
-
-#include "support/TempDirectory.h"
-
-#include <gtest/gtest.h>
-
-#include <memory>
+#include "foundation/FoundationTest.h"
 
 namespace quarn::test {
 namespace {

@@ -1,12 +1,4 @@
-#include <quarn/SimplePrint.h>
-#include <quarn/Text.h>
-
-#include <gtest/gtest.h>
-
-#include <limits.h>
-#include <stdint.h>
-
-#include <string>
+#include "foundation/FoundationTest.h"
 
 namespace quarn::test {
 namespace {

@@ -21,6 +21,13 @@ std::vector<std::string> SplitLines(const std::string& text) {
     return lines;
 }
 
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        throw std::runtime_error("cannot read " + path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
 TempDirectory::TempDirectory() : path_((fs::temp_directory_path() / "quarn-test-XXXXXX").string()) {
     if (!mkdtemp(path_.data()))
         throw std::runtime_error("cannot create a temporary directory");
@@ -38,16 +45,9 @@ void TempDirectory::Write(const std::string& name, const std::string& contents) 
         throw std::runtime_error("cannot write " + File(name));
 }
 
-std::string TempDirectory::Read(const std::string& name) const {
-    std::ifstream file(File(name), std::ios::binary);
-    if (!file)
-        throw std::runtime_error("cannot read " + File(name));
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-std::vector<std::string> TempDirectory::Names() const {
+std::vector<std::string> TempDirectory::Names(const std::string& folder) const {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(path_))
+    for (const auto& entry : fs::directory_iterator(File(folder)))
         names.push_back(entry.path().filename());
     std::ranges::sort(names);
     return names;

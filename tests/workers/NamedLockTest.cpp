@@ -1,10 +1,4 @@
-#include <quarn/NamedLock.h>
-
-#include "support/DebugCapture.h"
-#include "support/ThrownMessage.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "workers/ScriptedWorker.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,9 +9,12 @@
 namespace quarn::test {
 namespace {
 
-const std::string name = "quarn-test-" + std::to_string(getpid()), path = "/var/lock/LCK.." + name;
+struct NamedLockTest : testing::Test {
+    ~NamedLockTest() override { EXPECT_EQ(unlink(path.c_str()), 0); }
+    const std::string name = "quarn-test-" + std::to_string(getpid()), path = "/var/lock/LCK.." + name;
+};
 
-TEST(NamedLockTest, ExcludesOtherHoldersOfTheName) {
+TEST_F(NamedLockTest, ExcludesOtherHoldersOfTheName) {
     const mode_t mask = umask(0);
     NamedLock first(name), second(name);
     umask(mask);
@@ -35,26 +32,22 @@ TEST(NamedLockTest, ExcludesOtherHoldersOfTheName) {
         EXPECT_FALSE(first.TryLock());
     }
     first.Lock();  // destruction released it
-    EXPECT_EQ(unlink(path.c_str()), 0);
 }
 
-TEST(NamedLockTest, SaysWhatTheSystemRefuses) {
+TEST_F(NamedLockTest, SaysWhatTheSystemRefuses) {
     EXPECT_EQ(ThrownMessage([] { NamedLock lock("quarn-no-such-folder/x"); }),
               "NamedLock: could not create /var/lock/LCK..quarn-no-such-folder/x: No such file or directory");
     DebugCapture debug;
+    const int next = open("/dev/null", O_RDONLY);  // the lowest that is free, which the lock's file will get
+    close(next);
     {
-        const int next =
-            open("/dev/null", O_RDONLY);  // the lowest that is free, which the lock's file will get
-        close(next);
         NamedLock lock(name);
         close(next);  // behind its back
-        EXPECT_EQ(ThrownMessage([&] { lock.Lock(); }),
-                  "NamedLock: error locking " + path + ": Bad file descriptor");
-        EXPECT_EQ(ThrownMessage([&] { lock.Unlock(); }),
-                  "NamedLock: error unlocking " + path + ": Bad file descriptor");
+        const std::string end = "locking " + path + ": Bad file descriptor";
+        EXPECT_EQ(ThrownMessage([&] { lock.Lock(); }), "NamedLock: error " + end);
+        EXPECT_EQ(ThrownMessage([&] { lock.Unlock(); }), "NamedLock: error un" + end);
     }
     EXPECT_EQ(debug.Lines(), Lines{"NamedLock: could not close " + path + ": Bad file descriptor"});
-    EXPECT_EQ(unlink(path.c_str()), 0);
 }
 
 }  // namespace

@@ -1,30 +1,26 @@
-#include "support/Eventually.h"
 #include "workers/OwnerLock.h"
+#include "workers/ScriptedWorker.h"
 #include "workers/ThreadId.h"
-
-#include <gtest/gtest.h>
-
-#include <thread>
-#include <vector>
 
 namespace quarn::test {
 namespace {
 
-using std::chrono::milliseconds;
 using Outcome = OwnerLock::Outcome;
 
-constexpr milliseconds kLong(20000);
+// Of the calling thread, which waits long unless told otherwise.
+Outcome Acquire(OwnerLock& lock, bool insist = false, int milliseconds = 20000) {
+    return lock.Acquire(CurrentThreadId(), std::chrono::milliseconds(milliseconds), insist);
+}
 
 TEST(OwnerLockTest, ExcludesUnderContention) {
     OwnerLock lock;
     uint64_t shared = 0;
     std::atomic<uint64_t> missed{0};
-    std::vector<std::thread> threads;
-    for (const milliseconds patience : {milliseconds(0), kLong, kLong, kLong})
+    std::vector<std::jthread> threads;
+    for (const int patience : {0, 20000, 20000, 20000})
         threads.emplace_back([&, patience] {
             for (int n = 0; n < 5000; ++n) {
-                const bool locked = lock.Acquire(CurrentThreadId(), patience, false) == Outcome::LOCKED;
-                if (!locked) {
+                if (Acquire(lock, false, patience) != Outcome::LOCKED) {
                     ++missed;
                     continue;
                 }
@@ -32,51 +28,47 @@ TEST(OwnerLockTest, ExcludesUnderContention) {
                 lock.Release(CurrentThreadId());
             }
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(shared + missed, 20000u);
-    EXPECT_EQ(lock.Acquire(CurrentThreadId(), milliseconds(0), false), Outcome::LOCKED);
+    EXPECT_EQ(Acquire(lock, false, 0), Outcome::LOCKED);
 }
 
 TEST(OwnerLockTest, LetsOthersInBetweenTurnsOfARestlessOwner) {
     OwnerLock lock;
-    std::atomic<bool> running{false}, stop{false};
-    std::thread restless([&] {
-        while (!stop) {
-            lock.Acquire(CurrentThreadId(), kLong, false);
-            running = true;
-            std::this_thread::sleep_for(milliseconds(1));
+    PermanentCondition running, stop;
+    std::jthread restless([&] {
+        while (!stop.IsRaised()) {
+            Acquire(lock);
+            running.Raise();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
             lock.Release(CurrentThreadId());
         }
     });
-    EXPECT_TRUE(Eventually([&] { return running.load(); }));
+    EXPECT_TRUE(running.WaitFor(20000));
     for (int i = 0; i < 50; ++i) {
-        EXPECT_EQ(lock.Acquire(CurrentThreadId(), milliseconds(5000), false), Outcome::LOCKED);
+        EXPECT_EQ(Acquire(lock, false, 5000), Outcome::LOCKED);
         lock.Release(CurrentThreadId());
     }
-    stop = true;
-    restless.join();
+    stop.Raise();
 }
 
 TEST(OwnerLockTest, TurnsAwayWaitersWhenClosedButNotTheOneThatInsists) {
     OwnerLock lock;
     const uint64_t self = CurrentThreadId();
-    ASSERT_EQ(lock.Acquire(self, kLong, false), Outcome::LOCKED);
-    std::vector<std::thread> threads;
+    ASSERT_EQ(Acquire(lock), Outcome::LOCKED);
+    std::vector<std::jthread> waiters;
     for (int i = 0; i < 3; ++i)
-        threads.emplace_back(
-            [&] { EXPECT_EQ(lock.Acquire(CurrentThreadId(), kLong, false), Outcome::CLOSED); });
-    std::thread insistent([&] {
-        EXPECT_EQ(lock.Acquire(CurrentThreadId(), kLong, true), Outcome::LOCKED);
+        waiters.emplace_back([&] { EXPECT_EQ(Acquire(lock), Outcome::CLOSED); });
+    std::jthread insistent([&] {
+        EXPECT_EQ(Acquire(lock, true), Outcome::LOCKED);
         lock.Release(self);  // somebody else's: nothing happens
     });
     lock.Close();
-    for (std::thread& thread : threads)
-        thread.join();
+    waiters.clear();
     EXPECT_TRUE(lock.IsOwnedBy(self));
     lock.Release(self);
     insistent.join();
-    EXPECT_EQ(lock.Acquire(self, kLong, false), Outcome::CLOSED);  // left locked by a thread that has gone
+    EXPECT_EQ(Acquire(lock), Outcome::CLOSED);  // left locked by a thread that has gone
 }
 
 }  // namespace

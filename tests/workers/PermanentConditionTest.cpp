@@ -1,14 +1,4 @@
-#include <quarn/LocalTime.h>
-#include <quarn/PermanentCondition.h>
-
-#include "support/Eventually.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <memory>
-#include <thread>
-#include <vector>
+#include "workers/ScriptedWorker.h"
 
 namespace quarn::test {
 namespace {
@@ -19,7 +9,7 @@ TEST(PermanentConditionTest, IsRaisedOnceForEveryWaiter) {
     EXPECT_FALSE(condition.WaitFor(30));
     EXPECT_GE(Tick() - start, 30000u);
     std::atomic<int> waiting{0};
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&] {
             ++waiting;
@@ -29,8 +19,7 @@ TEST(PermanentConditionTest, IsRaisedOnceForEveryWaiter) {
     EXPECT_FALSE(condition.IsRaised());
     EXPECT_TRUE(condition.Raise());
     EXPECT_FALSE(condition.Raise());
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_LT(Tick() - start, 15000000u);  // all were woken
     EXPECT_TRUE(condition.WaitFor(0));
 }
@@ -38,11 +27,10 @@ TEST(PermanentConditionTest, IsRaisedOnceForEveryWaiter) {
 TEST(PermanentConditionTest, MayBeDestroyedAsSoonAsItIsSeenRaised) {
     for (int i = 0; i < 300; ++i) {
         auto condition = std::make_unique<PermanentCondition>();
-        std::thread raiser([raw = condition.get()] { raw->Raise(); });
+        const std::jthread raiser([raw = condition.get()] { raw->Raise(); });
         while (i % 2 == 0 ? !condition->WaitFor(20000) : !condition->IsRaised())
             std::this_thread::yield();
         condition.reset();
-        raiser.join();
     }
 }
 

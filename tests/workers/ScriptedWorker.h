@@ -1,15 +1,16 @@
 #pragma once
 
-#include <quarn/PermanentCondition.h>
-#include <quarn/Worker.h>
+#include <quarn/quarn.h>
 
+#include "support/DebugCapture.h"
 #include "support/Eventually.h"
+#include "support/ThrownMessage.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <atomic>
 #include <functional>
-#include <string>
+#include <thread>
 
 namespace quarn::test {
 
@@ -31,7 +32,7 @@ public:
         Wake();
         ASSERT_TRUE(Eventually([this] { return works == 1; }));
     }
-    /// Waits until it has ended by itself.
+    /// Waits until it has ended by itself, after which it may be destroyed.
     void AwaitEnd() const {
         ASSERT_TRUE(Eventually([this] { return finalizes == 1; }));
     }
@@ -44,7 +45,7 @@ private:
         return work();
     }
     void Finalize() override {
-        ++finalizes;
+        const std::shared_ptr<void> counted(nullptr, [this](void*) { ++finalizes; });
         finalize();
     }
     void GetExtraStatistics(std::list<std::string>& lines) override {

@@ -1,9 +1,12 @@
 #pragma once
 
-#include <stdint.h>
-#include <time.h>
+#include <quarn/quarn.h>
 
-#include <vector>
+#include "support/DebugCapture.h"
+#include "support/ThrownMessage.h"
+#include "support/Replay.h"
+
+#include <gmock/gmock.h>
 
 namespace quarn::test {
 
