@@ -10,7 +10,6 @@
 #include <functional>
 #include <iomanip>
 #include <map>
-#include <sstream>
 
 namespace quarn::test {
 
