@@ -35,7 +35,7 @@ private:
 };
 
 TEST(BoardTranscriptsTest, AreWhatUsersAreTold) {
-    for (const auto& [name, transcript] : Transcripts())
+    for (const auto& [name, transcript] : TextFiles())
         BoardBench().Replay(name, transcript);
 }
 

@@ -2,8 +2,6 @@
 
 #include "support/DebugCapture.h"
 
-#include <gtest/gtest.h>
-
 #include <functional>
 
 namespace quarn::test {
@@ -21,22 +19,8 @@ AccessorBench::AccessorBench(DeviceIO& io, GPIOChips& chips) : io_(io), chips_(c
 }
 
 void AccessorBench::Replay(const std::string& name, const std::string& transcript) {
-    const Lines lines = SplitLines(transcript);
-    size_t commands = 0;
-    for (size_t i = 0; i < lines.size(); ++i) {
-        SCOPED_TRACE(Format("%s.txt:%zu: %s", name.c_str(), i + 1, lines[i].c_str()));
-        if (!lines[i].starts_with("> ")) {
-            EXPECT_TRUE(lines[i].empty() || lines[i].starts_with("# "));
-            continue;
-        }
-        const Response response = Say(lines[i].substr(2));
-        Response expected;
-        for (; i + 1 < lines.size() && lines[i + 1].ends_with('|'); ++i)
-            expected.push_back(lines[i + 1].substr(0, lines[i + 1].size() - 1));
-        EXPECT_EQ(response, expected);
-        ++commands;
-    }
-    EXPECT_GT(commands, 0u) << name;
+    for (const auto& [where, line, response] : ReadExchanges(name, transcript))
+        EXPECT_EQ(Say(line), response) << where << ": " << line;
 }
 
 AccessorBench::Response AccessorBench::Say(const std::string& line) {

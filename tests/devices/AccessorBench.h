@@ -2,19 +2,12 @@
 
 #include <quarn/quarn.h>
 
-#include "support/TempDirectory.h"
+#include "support/TextFiles.h"
 
-#include <list>
-#include <map>
 #include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 namespace quarn::test {
-
-/// The transcripts of a room, by the names of their text files.
-std::map<std::string, std::string> Transcripts();
 
 /// A console in front of accessors, with commands of its own for what no console does:
 ///
@@ -31,8 +24,6 @@ public:
     AccessorBench(DeviceIO& io, GPIOChips& chips);
     virtual ~AccessorBench() = default;
 
-    /// Says the lines that begin with "> ". Behind each is its response, each line of which ends with "|", blanks
-    /// before that included. Lines that begin with "# " are for the reader.
     void Replay(const std::string& name, const std::string& transcript);
 
 protected:

@@ -107,7 +107,7 @@ private:
 TEST(TranscriptsTest, AreWhatUsersAreTold) {
     // A bus of this process alone, which has its lock on the machine.
     const std::string bus = Format("i2c-%07d", getpid());
-    for (auto [name, transcript] : Transcripts()) {
+    for (auto [name, transcript] : TextFiles()) {
         StringReplace(transcript, "i2c-0000000", bus);
         SimulatedBoard board;
         SimulatedBench(board).Replay(name, transcript);

@@ -7,12 +7,9 @@
 #include "examples/Ask.h"
 #include "support/DebugCapture.h"
 #include "support/Eventually.h"
+#include "support/TextFiles.h"
 #include "support/ThrownMessage.h"
 #include "unit/Unit.h"
-
-#include <gtest/gtest.h>
-
-#include <fstream>
 
 namespace unit {
 
@@ -47,15 +44,5 @@ struct RunningUnit {
 
     Unit unit;
 };
-
-/// The lines of a text file of this folder, without the "|" that shows where those with blanks end.
-inline std::list<std::string> TextOf(const std::string& name) {
-    std::list<std::string> lines;
-    std::ifstream file(QUARN_EXAMPLE_TEXTS "/" + name);
-    for (std::string line; std::getline(file, line);)
-        lines.push_back(line.substr(0, line.size() - line.ends_with('|')));
-    EXPECT_FALSE(lines.empty()) << name;
-    return lines;
-}
 
 }  // namespace unit

@@ -112,8 +112,7 @@ TEST(UnitTest, TakesFilesIntoItsFolderOnlyAndMindsTheSizeOfItsSettings) {
     EXPECT_EQ(folder.Read("image"), "contents");
 }
 
-// The example configuration is for the board that is simulated by default. Behind each "> " in board.txt stands a line
-// of the console, most of them from the configuration's comments, then the response.
+// The example configuration is for the board that is simulated by default. Most lines of board.txt are from its comments.
 TEST(UnitTest, HasAnExampleConfigurationThatFitsTheBuiltInBoard) {
     DebugCapture debug;
     Board board("simulated");
@@ -126,14 +125,8 @@ TEST(UnitTest, HasAnExampleConfigurationThatFitsTheBuiltInBoard) {
     const Devices devices(nullptr, board, running.unit, options);
     EXPECT_EQ(debug.RawLines(), quarn::test::Lines()) << "complaints of the configuration";
     ConsoleClient console({LOOPBACK, devices.GetConsolePort()}, kAnswerMs);
-    const std::list<std::string> expected = TextOf("board.txt");
-    std::list<std::string> shown;
-    for (const std::string& line : expected)
-        if (line.starts_with("> ")) {
-            shown.push_back(line);
-            shown.splice(shown.end(), console.Execute(line.substr(2), kAnswerMs));
-        }
-    EXPECT_EQ(shown, expected);
+    for (const auto& [where, line, response] : quarn::test::ReadExchanges("board.txt"))
+        EXPECT_EQ(console.Execute(line, kAnswerMs), response) << where << ": " << line;
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include "services/Transcript.h"
 
-#include <fstream>
+#include "support/TextFiles.h"
+
+#include <sstream>
 #include <stdexcept>
 
 namespace quarn::test {
@@ -26,7 +28,7 @@ TranscriptTest::TranscriptTest() {
 }
 
 void TranscriptTest::Play(const std::string& name) {
-    std::ifstream file(QUARN_TRANSCRIPTS "/" + name);
+    std::istringstream file(TextFiles().at(name));
     size_t number = 0;
     for (std::string line; std::getline(file, line) && !HasFailure();) {
         SCOPED_TRACE(Format("%s:%zu", name.c_str(), ++number));

@@ -1,11 +1,7 @@
 #pragma once
 
-#include <quarn/Text.h>
-
-#include "support/TempDirectory.h"
+#include "support/TextFiles.h"
 #include "support/ThrownMessage.h"
-
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <iomanip>
@@ -24,31 +20,24 @@ inline std::string Decoded(std::string text) {
     return text;
 }
 
-/// Replays a file of texts/: a line "> " with the words of a command, then its answer, each line of which ends
-/// in "|". What an exception says is an answer that begins with "! ". Words with blanks are in double quotes,
-/// %XX is the byte of that number, and a line with "#" is a remark.
+/// Replays a transcript of commands. What an exception says is an answer that begins with "! ". Words with blanks are in
+/// double quotes, %XX is the byte of that number.
 inline void Replay(const std::string& name, const Commands& commands) {
-    const Lines lines = SplitLines(ReadFile(QUARN_TEXTS + name));
-    ASSERT_FALSE(lines.empty()) << name;
-    for (size_t i = 0; i < lines.size();) {
-        SCOPED_TRACE(Format("%s:%zu: %s", name.c_str(), i + 1, lines[i].c_str()));
-        std::istringstream text(lines[i++]);
+    for (const Exchange& exchange : ReadExchanges(name)) {
+        SCOPED_TRACE(exchange.where + ": " + exchange.line);
+        std::istringstream text(exchange.line);
         Words words;
         for (std::string word; text >> std::quoted(word, '"', '\0');)
             words.push_back(Decoded(word));
-        if (words.empty() || words[0] == "#")
-            continue;
-        ASSERT_TRUE(words[0] == ">" && words.size() > 1);
-        words.erase(words.begin());
         std::ostringstream answer;
         answer << std::boolalpha;
         std::string thrown;
-        EXPECT_NO_THROW(thrown = ThrownMessage([&] { commands.at(words[0])(words, answer); }));
+        EXPECT_NO_THROW(thrown = ThrownMessage([&] { commands.at(words.at(0))(words, answer); }));
         if (thrown != "(nothing thrown)")
             answer << "! " << thrown;
         std::string expected;
-        for (const size_t first = i; i < lines.size() && lines[i].ends_with('|'); ++i)
-            expected += (i == first ? "" : "\n") + Decoded(lines[i].substr(0, lines[i].size() - 1));
+        for (const std::string& line : exchange.answer)
+            expected += (&line == &exchange.answer.front() ? "" : "\n") + Decoded(line);
         EXPECT_EQ(answer.str(), expected);
     }
 }

@@ -5,10 +5,10 @@
 #include <quarn/Text.h>
 
 #include "support/DebugCapture.h"
+#include "support/TextFiles.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <functional>
 #include <iomanip>
 #include <map>
@@ -29,10 +29,8 @@ public:
 
     virtual ~Transcript() = default;
 
-    /// Of a file in the folder of the test program's sources.
     void Replay(const std::string& name) {
-        const std::string path = std::string(QUARN_TRANSCRIPTS) + "/" + name;
-        for (const Step& step : ReadSteps(path)) {
+        for (const Step& step : ReadSteps(name)) {
             std::string outcome;
             try {
                 outcome = Play(step.line);
@@ -117,12 +115,12 @@ private:
         std::string where, line, outcome;
     };
 
-    static std::vector<Step> ReadSteps(const std::string& path) {
+    static std::vector<Step> ReadSteps(const std::string& name) {
         std::vector<Step> steps;
-        std::ifstream file(path);
+        std::istringstream file(TextFiles().at(name));
         size_t number = 0;
         for (std::string line; std::getline(file, line);) {
-            const std::string where = path + ":" + std::to_string(++number);
+            const std::string where = name + ":" + std::to_string(++number);
             if (line.empty() || line.starts_with('#'))
                 continue;
             const size_t end = std::min(line.find(" = "), line.size());
@@ -133,7 +131,7 @@ private:
             else
                 steps.back().outcome += (steps.back().outcome.empty() ? "" : "\n") + line.substr(4);
         }
-        EXPECT_FALSE(steps.empty()) << path << " is not there, or empty";
+        EXPECT_FALSE(steps.empty()) << name << " is empty";
         return steps;
     }
 
