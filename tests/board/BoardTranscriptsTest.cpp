@@ -35,6 +35,7 @@ private:
 };
 
 TEST(BoardTranscriptsTest, AreWhatUsersAreTold) {
+    ASSERT_FALSE(TextFiles().empty());
     for (const auto& [name, transcript] : TextFiles())
         BoardBench().Replay(name, transcript);
 }

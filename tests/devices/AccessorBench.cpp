@@ -35,6 +35,8 @@ AccessorBench::Response AccessorBench::Say(const std::string& line) {
         }
     } catch (const MonitorException& e) {
         response = {e.Description()};
+    } catch (const std::exception& e) {  // a word is missing, or nothing has that name
+        response = {e.what()};
     }
     for (std::string printed : debug.Lines()) {
         StringReplace(printed, folder_.Path() + "/", "");

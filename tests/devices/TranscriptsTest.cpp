@@ -20,16 +20,18 @@ const std::map<std::string, int> kErrors = {{"EACCES", EACCES}, {"EAGAIN", EAGAI
                                             {"EPERM", EPERM},   {"EROFS", EROFS}};
 
 Call CallNamed(const std::string& name) {
-    return Call(std::find(std::begin(kCalls), std::end(kCalls), name) - kCalls);
+    const auto found = std::find(std::begin(kCalls), std::end(kCalls), name);
+    return found == std::end(kCalls) ? throw std::out_of_range(name) : Call(found - kCalls);
 }
 
 /// Accessors on a simulated board, with commands for that, too:
 ///
 ///     board SECTION LINE...     what a description of the board says in that section
 ///     text PATH TEXT            what is in a file of the board
-///     fail CALL ERRNO [TIMES], shorten CALL BYTES, held    as the functions of SimulatedBoard
-///     count, accesses [r|w]     the calls, and accesses to words of memory, since this was last asked
-///     lines CHIP OFFSET...      who holds a line, > for an output or < for an input, and its level
+///     fail CALL ERRNO [TIMES], shorten CALL BYTES    as the functions of SimulatedBoard
+///     count                     the calls since this was last asked, and how many things are held
+///     accesses [START]          the accesses to words of memory since then, all or those that begin so
+///     lines CHIP OFFSET...      who holds each line, > for an output or < for an input, and its level
 ///     pace MICROSECONDS         by how much the board's counters go on whenever one is read
 ///     map ADDRESS LENGTH, map PATH LENGTH    a MemoryMapping, which ends at once
 class SimulatedBench final : public AccessorBench {
@@ -51,16 +53,12 @@ private:
                         words.size() > 3 ? Number(words[3]) : 1);
         else if (command == "shorten")
             board_.Shorten(CallNamed(words.at(1)), Number(words.at(2)));
-        else if (command == "held")
-            response = {std::to_string(board_.Held())};
         else if (command == "count")
             response = {CountCalls()};
         else if (command == "accesses")
-            response = TakeAccesses(words.size() > 1 ? words[1] : "");
+            response = TakeAccesses(Trim(line.substr(command.size())));
         else if (command == "lines")
-            std::transform(
-                words.begin() + 2, words.end(), std::back_inserter(response),
-                [&](const std::string& offset) { return ShowLine(words[1], uint32_t(Number(offset))); });
+            response = {ShowLines(words)};
         else if (command == "pace")
             pace_ = 1000 * Number(words.at(1));
         else if (command == "map" && words.at(1)[0] == '/')
@@ -85,17 +83,24 @@ private:
             if (count != last)
                 Append(counted, Format("%s %lu", name, count - last), ", ");
         }
-        return counted;
+        return counted + Format("; %zu held", board_.Held());
     }
-    Response TakeAccesses(const std::string& kind) {
-        const std::vector<std::string> accesses = board_.TakeAccesses();
-        Response taken(accesses.begin(), accesses.end());
-        taken.remove_if([&](const std::string& access) { return !access.starts_with(kind); });
-        return taken;
+    Response TakeAccesses(const std::string& start) {
+        std::string taken;
+        for (const std::string& access : board_.TakeAccesses())
+            if (access.starts_with(start))
+                Append(taken, access, ", ");
+        return taken.empty() ? Response() : Response{taken};
     }
-    std::string ShowLine(const std::string& chip, uint32_t offset) const {
-        const char* const direction = board_.LineIsOutput(chip, offset) ? ">" : "<";
-        return board_.LineConsumer(chip, offset) + direction + (board_.LineLevel(chip, offset) ? "1" : "0");
+    std::string ShowLines(const Words& words) const {
+        std::string shown;
+        for (size_t i = 2; i < words.size(); ++i) {
+            const uint32_t offset = uint32_t(Number(words[i]));
+            const char* const direction = board_.LineIsOutput(words[1], offset) ? ">" : "<";
+            const char* const level = board_.LineLevel(words[1], offset) ? "1" : "0";
+            Append(shown, board_.LineConsumer(words[1], offset) + direction + level, " ");
+        }
+        return shown;
     }
 
     SimulatedBoard& board_;
@@ -105,6 +110,7 @@ private:
 };
 
 TEST(TranscriptsTest, AreWhatUsersAreTold) {
+    ASSERT_FALSE(TextFiles().empty());
     // A bus of this process alone, which has its lock on the machine.
     const std::string bus = Format("i2c-%07d", getpid());
     for (auto [name, transcript] : TextFiles()) {

@@ -9,7 +9,7 @@
 namespace quarn::sim {
 namespace {
 
-/// Opens files of the board under short names, and makes calls on them.
+/// Opens files of the board under short names, and makes calls on them; "name@5" seeks to 5 first.
 class FilePlayer : public BoardPlayer {
 public:
     FilePlayer() {
@@ -28,12 +28,9 @@ public:
              [&] {
                  return ControlWith(MEMERASE, erase_info_user{uint32_t(N(2)), uint32_t(N(3))});
              }},
-            {"bad-block", [&] { return ControlWith(MEMGETBADBLOCK, N(2)); }},
             {"spi-mode", [&] { return ControlWith(SPI_IOC_WR_MODE32, uint32_t(N(2))); }},
             {"spi-speed", [&] { return ControlWith(SPI_IOC_WR_MAX_SPEED_HZ, uint32_t(N(2))); }},
-            {"spi-bits", [&] { return ControlWith(SPI_IOC_WR_BITS_PER_WORD, uint8_t(N(2))); }},
             {"spi-nothing", [&] { return Control(SPI_IOC_MESSAGE(1), nullptr); }},
-            {"spi-half", [&] { return ControlWith(_IOW(SPI_IOC_MAGIC, 0, char[48]), spi_ioc_transfer{}); }},
             {"spi", [&] { return Exchange(); }},
         });
     }
@@ -71,7 +68,13 @@ private:
         return Control(transfers.size() > 1 ? SPI_IOC_MESSAGE(2) : SPI_IOC_MESSAGE(1), transfers.data());
     }
 
-    int32_t File() const { return files_.at(W(1)); }
+    int32_t File() const {
+        const size_t end = W(1).find('@');
+        const int32_t fd = files_.at(W(1).substr(0, end));
+        if (end != std::string::npos)
+            board_->Seek(fd, int64_t(ParseU64(W(1).substr(end + 1), 0)), SEEK_SET);
+        return fd;
+    }
     int32_t Flags(size_t first) const {
         uint64_t flags = 0;
         for (size_t i = first; i < Words(); ++i)
