@@ -23,7 +23,6 @@ class BoardPlayer : public test::Transcript {
 public:
     BoardPlayer() {
         Add({
-            {"add-registers", Quietly([&] { board_->AddI2CRegisters(W(1), uint8_t(N(2)), N(3)); })},
             {"add-file", Quietly([&] { board_->AddFile(W(1)); })},
             {"pass-on", Quietly([&] { board_->PassOn(DeviceIO::System()); })},
             {"fail", Quietly([&] { board_->Fail(C(1), int(N(2)), N(3), N(4)); })},
