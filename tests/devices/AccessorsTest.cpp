@@ -1,6 +1,3 @@
-#include <quarn/Accessors.h>
-#include <quarn/MonitorException.h>
-
 #include "connections/Loopback.h"
 #include "devices/DeviceTest.h"
 #include "support/HeapInUse.h"
@@ -8,9 +5,6 @@
 
 #include <fcntl.h>
 #include <unistd.h>
-
-#include <functional>
-#include <stdexcept>
 
 namespace quarn::test {
 namespace {

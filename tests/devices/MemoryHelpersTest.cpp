@@ -1,8 +1,5 @@
-#include <quarn/MemoryHelpers.h>
+#include "devices/DeviceTest.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <array>
 #include <numeric>
 

@@ -1,9 +1,6 @@
-#include <quarn/LocalTime.h>
-#include <quarn/MicrosecondClockSoftware.h>
+#include "devices/DeviceTest.h"
 
-#include <gtest/gtest.h>
-
-namespace quarn {
+namespace quarn::test {
 namespace {
 
 TEST(MicrosecondClockSoftwareTest, CountsFromWhatItIsSetTo) {
@@ -18,4 +15,4 @@ TEST(MicrosecondClockSoftwareTest, CountsFromWhatItIsSetTo) {
 }
 
 }  // namespace
-}  // namespace quarn
+}  // namespace quarn::test
