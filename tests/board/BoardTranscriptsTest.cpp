@@ -43,8 +43,10 @@ TEST(BoardTranscriptsTest, AreWhatUsersAreTold) {
 TEST(BoardTranscriptsTest, ALongestTransactionIsTheKernels) {
     SPIAccess spi;
     spi.Configure("spi", {"spidev0.0", "dac"});
-    const std::vector<uint8_t> longest(4096, 0x96);
+    const std::vector<uint8_t> longest(4096, 0x96), tooLong(4097, 0x96);
     EXPECT_EQ(spi.Transact("dac", longest), longest);
+    EXPECT_EQ(ThrownMessage([&] { spi.Transact("dac", tooLong); }),
+              "SPI transaction failed on spidev0.0: Message too long");
 }
 
 }  // namespace

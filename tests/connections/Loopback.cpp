@@ -59,6 +59,8 @@ void Peer::Write(const std::string& bytes) const {
 
 std::string Peer::Read(size_t length) const {
     std::string bytes(length, '\0');
+    const timeval limit = {30, 0};  // what never comes is a failure
+    setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     const ssize_t received = length == 0 ? 0 : recv(fd_, bytes.data(), length, MSG_WAITALL);
     bytes.resize(received < 0 ? 0 : static_cast<size_t>(received));
     return bytes;

@@ -1,3 +1,6 @@
+#include <quarn/Accessors.h>
+#include <quarn/MonitorException.h>
+
 #include "connections/Loopback.h"
 #include "devices/DeviceTest.h"
 #include "support/HeapInUse.h"
@@ -5,6 +8,9 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+
+#include <functional>
+#include <stdexcept>
 
 namespace quarn::test {
 namespace {

@@ -1,5 +1,8 @@
-#include "devices/DeviceTest.h"
+#include <quarn/MemoryHelpers.h>
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <array>
 #include <numeric>
 

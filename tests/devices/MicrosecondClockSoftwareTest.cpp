@@ -1,6 +1,9 @@
-#include "devices/DeviceTest.h"
+#include <quarn/LocalTime.h>
+#include <quarn/MicrosecondClockSoftware.h>
 
-namespace quarn::test {
+#include <gtest/gtest.h>
+
+namespace quarn {
 namespace {
 
 TEST(MicrosecondClockSoftwareTest, CountsFromWhatItIsSetTo) {
@@ -15,4 +18,4 @@ TEST(MicrosecondClockSoftwareTest, CountsFromWhatItIsSetTo) {
 }
 
 }  // namespace
-}  // namespace quarn::test
+}  // namespace quarn

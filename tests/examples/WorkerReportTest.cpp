@@ -4,13 +4,12 @@
 namespace unit {
 namespace {
 
-// worker-report.txt holds what a unit says of its workers, what it says two seconds later, and what is shown then.
 TEST(WorkerReportTest, ShowsRatesAndWhatItDoesNotKnow) {
-    std::map<std::string, std::list<std::string>> said;
-    for (const auto& [where, when, lines] : quarn::test::ReadExchanges("worker-report.txt"))
-        said[when] = lines;
-    EXPECT_EQ(FormatWorkerReport(ParseWorkerReport(said["before"]), ParseWorkerReport(said["after"]), 2.0),
-              said["shown"]);
+    std::map<std::string, quarn::test::Exchange> at;
+    for (const quarn::test::Exchange& said : quarn::test::ReadExchanges("worker-report.txt"))
+        at[said.line] = said;
+    const auto before = ParseWorkerReport(at["before"].answer), after = ParseWorkerReport(at["after"].answer);
+    EXPECT_EQ(FormatWorkerReport(before, after, 2.0), at["shown"].answer) << at["shown"].where;
     EXPECT_TRUE(ParseWorkerReport({"unrecognized command (\"help\" for help)"}).empty());
 }
 

@@ -1,4 +1,4 @@
-#include "services/Transcript.h"
+#include "services/PeerScript.h"
 #include "support/CountDescriptors.h"
 
 #include <filesystem>
@@ -14,7 +14,7 @@ bool EndsAs(const End& end, uint32_t status) {
     return end.GetStatus(nullptr) == status;
 }
 
-struct BulkTransferTest : TranscriptTest {
+struct BulkTransferTest : PeerScriptTest {
     BulkTransferTest() {
         foreign_.Add(0xBB04, "foreign", 0, VariantType::NONE);
         grammars_ = {&bulk_, &foreign_};
@@ -31,15 +31,18 @@ struct BulkTransferTest : TranscriptTest {
             Begin("BulkTransferReceiver 1234ABCD: ", rest);
             Receive(words_.at(1));
             values_["here"] = std::to_string(port_);
+            if (port_ != 0)
+                commands_["connects"]("");
         };
         commands_["goes"] = [this](const std::string&) { sender_.reset(), receiver_.reset(); };
         commands_["accepts"] = [this](const std::string&) { peer_ = std::make_unique<Peer>(listener_); };
         commands_["is"] = [this](const std::string& rest) {
-            EXPECT_TRUE(Eventually([&] {
-                uint8_t percent = 77;
-                const uint32_t status = receiver_->GetStatus(&percent);
-                return Format("%u %u", status, percent) == rest;
-            }));
+            EXPECT_TRUE(Eventually([&] { return Status() == rest; })) << Status();
+        };
+        commands_["fails"] = [this](const std::string& rest) {
+            for (const std::string& line : {rest, std::string("Transfer failed")})
+                commands_["prints"](line);
+            EXPECT_TRUE(Eventually([&] { return Status().starts_with("2 "); })) << Status();
         };
         commands_["holds"] = [this](const std::string& rest) {
             EXPECT_TRUE(Eventually([&] { return folder_.Names() == Tokenize(rest); }));
@@ -49,14 +52,12 @@ struct BulkTransferTest : TranscriptTest {
         };
     }
     void TearDown() override {
-        sender_.reset();
-        receiver_.reset();
+        commands_["goes"]("");
         peer_.reset();
         EXPECT_EQ(CountDescriptors(), descriptors_);
     }
     void Begin(const std::string& title, const std::string& rest) {
-        sender_.reset();
-        receiver_.reset();
+        commands_["goes"]("");
         ExpectNoMorePrinted();
         title_ = title;
         words_ = Tokenize(rest);
@@ -70,7 +71,11 @@ struct BulkTransferTest : TranscriptTest {
         receiver_.reset(new BulkTransferReceiver(&levels_, path, kToken, LOOPBACK, 0));
         port_ = receiver_->GetPort();
     }
-    bool BothEndAs(uint32_t status) { return EndsAs(*sender_, status) && EndsAs(*receiver_, status); }
+    std::string Status() const {
+        uint8_t percent = 77;
+        const uint32_t status = sender_ ? sender_->GetStatus(&percent) : receiver_->GetStatus(&percent);
+        return Format("%u %u", status, percent);
+    }
 
     const TempDirectory folder_;
     const std::string from_ = folder_.File("from"), to_ = folder_.File("to");
@@ -102,7 +107,6 @@ TEST_F(BulkTransferTest, FilesArriveAsTheyAre) {
 }
 
 TEST_F(BulkTransferTest, EachEndSaysAndPrintsWhatItShould) {
-    folder_.Write("large", "");
     std::filesystem::create_symlink("/dev/full", folder_.File("full"));
     Play("bulk_transfer.txt");
 }
@@ -116,7 +120,7 @@ TEST_F(BulkTransferTest, SilenceEndsATransferAndNobodyElseIsServed) {
     const BulkTransferReceiver elsewhere(nullptr, folder_.File("x"), kToken, IPAddress("192.0.2.1"), 0);
     EXPECT_TRUE(EndsAs(elsewhere, BULK_TRANSFER_FAILED));
     EXPECT_EQ(elsewhere.GetPort(), 0);
-    EXPECT_TRUE(BothEndAs(BULK_TRANSFER_FAILED));
+    EXPECT_TRUE(EndsAs(*sender_, BULK_TRANSFER_FAILED) && EndsAs(*receiver_, BULK_TRANSFER_FAILED));
     EXPECT_TRUE(EndsAs(choosy, BULK_TRANSFER_FAILED));
     EXPECT_EQ(debug_.CountContaining("BulkTransferSender 1234ABCD: Timed out after 20"), 1U);
     EXPECT_EQ(debug_.CountContaining("BulkTransferReceiver 1234ABCD: Timed out after 20"), 2U);

@@ -27,8 +27,8 @@ struct Script {
     int failure = 0;
     IPAddress from = kServer;
     uint16_t port = 5010;
-    uint64_t flips =
-        0;  // of the request's bits, the first byte being the lowest: the reply, with the time on top
+    // The bits that the reply has otherwise than the request; its first byte is the lowest, and the time on top.
+    uint64_t flips = 0;
     uint32_t trip = 5000;
 };
 

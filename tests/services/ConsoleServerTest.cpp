@@ -1,4 +1,4 @@
-#include "services/Transcript.h"
+#include "services/PeerScript.h"
 #include "support/HeapInUse.h"
 
 #include <atomic>
@@ -24,7 +24,7 @@ public:
     std::atomic<uint64_t> executed{0};
 };
 
-struct ConsoleServerTest : TranscriptTest {
+struct ConsoleServerTest : PeerScriptTest {
     ConsoleServerTest() {
         accessors_.Add(echo_);
         accessors_.Add(monitor_);

@@ -1,4 +1,4 @@
-#include "services/Transcript.h"
+#include "services/PeerScript.h"
 
 #include <atomic>
 #include <thread>
@@ -31,14 +31,12 @@ struct MemoryGPIO final : GPIOAccess {
     std::atomic<bool> isVisited{false};
 };
 
-struct GPIOServerTest : TranscriptTest {
+struct GPIOServerTest : PeerScriptTest {
     GPIOServerTest() {
         port_ = server_.GetPort();
         title_ = "GPIOServer: ";
-        using enum VariantType;
-        odd_.Add(1000, "other", 0, NONE);
-        odd_.Add(GPIOServerGrammar::GET, "short-get", 0, UINT16, NONE);
-        odd_.Add(GPIOServerGrammar::SET, "odd-set", 0, UINT16, STRING, STRING, NONE);
+        odd_.Add(1000, "other", 0, VariantType::NONE);
+        odd_.Add(GPIOServerGrammar::GET, "short-get", 0, VariantType::UINT16, VariantType::NONE);
         grammars_ = {&gpioGrammar_, &odd_};
     }
 

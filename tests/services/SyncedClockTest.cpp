@@ -1,4 +1,4 @@
-#include "services/Transcript.h"
+#include "services/PeerScript.h"
 
 #include <atomic>
 #include <cstdlib>

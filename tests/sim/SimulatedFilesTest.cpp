@@ -29,6 +29,7 @@ public:
                  return ControlWith(MEMERASE, erase_info_user{uint32_t(N(2)), uint32_t(N(3))});
              }},
             {"spi-mode", [&] { return ControlWith(SPI_IOC_WR_MODE32, uint32_t(N(2))); }},
+            {"spi-nothing", [&] { return Control(SPI_IOC_MESSAGE(1), nullptr); }},
             {"spi", [&] { return Exchange(); }},
         });
     }

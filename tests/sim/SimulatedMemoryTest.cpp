@@ -36,6 +36,7 @@ TEST(SimulatedMemoryTest, IsUsedAndUnmappedAsItWasMapped) {
     uint32_t own = 0;
     EXPECT_DEATH(board.Write32(page, 1), "SIM: write of a word at 0x[0-9A-F]*, which is not open to that");
     EXPECT_DEATH(board.Read32(&own), "SIM: access to a word at 0x[0-9A-F]*, where nothing is mapped");
+    EXPECT_EQ(board.Unmap(page + 1024, kPage), -1);
     EXPECT_EQ(board.Unmap(page, 2 * kPage), -1);
     EXPECT_EQ(errno, EINVAL);
     EXPECT_EQ(board.Unmap(page, kPage), 0);

@@ -4,22 +4,19 @@
 
 #include "connections/Loopback.h"
 
-#include <functional>
-#include <map>
-
 namespace quarn::test {
 
 /// Plays what a service and its peer say: text files of this folder, each line of which is a command and what belongs to
 /// it. The head of bulk_transfer.txt tells of them.
-class TranscriptTest : public testing::Test {
+class PeerScriptTest : public testing::Test {
 protected:
-    TranscriptTest();
+    PeerScriptTest();
 
     /// Ends at the first line that fails. Every line that the service printed must have been told of.
     void Play(const std::string& name);
     void ExpectNoMorePrinted() { EXPECT_EQ(Printed().size(), taken_[title_]) << Printed().back(); }
     /// What goes over the wire.
-    std::string Bytes(const std::string& text) const;
+    std::string Bytes(std::string text) const;
 
     DebugCapture debug_;
     std::vector<const SentenceGrammar*> grammars_;  // of a service that does not speak in lines
@@ -30,10 +27,10 @@ protected:
     std::map<std::string, std::function<void(const std::string& rest)>> commands_;
 
 private:
+    std::string SentenceBytes(const Lines& fields) const;
     Lines Printed();
 
     std::map<std::string, size_t> taken_;  // of what was printed, by title
-    std::string said_;
 };
 
 }  // namespace quarn::test
