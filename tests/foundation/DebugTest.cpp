@@ -62,7 +62,8 @@ TEST_F(DebugTest, PrefixesLinesWithTimeAndThread) {
         }
         Debug::SetTimeZone(0);
         Debug::SetThreadName("");
-        print(1835481599, 0);
+        fakeUTC = 1835481599;
+        debug.PrintList(DEBUG_ERR, "f", 1, {"x", "y\n"});
         fflush(stdout);
         _exit(0);
     }
@@ -70,7 +71,7 @@ TEST_F(DebugTest, PrefixesLinesWithTimeAndThread) {
     EXPECT_EQ(capture.RawLines(),
               (Lines{"+101:02:03 [0123456789abcde] x", "[by others] x", "1999/12/25 00:00:01Z [by others] x",
                      "1999/12/25 01:30:01 [by others] x", "1999/12/24 23:59:01 [by others] x",
-                     "2028/02/29 23:59:59 x"}));
+                     "2028/02/29 23:59:59 x", "2028/02/29 23:59:59 y"}));
 }
 
 TEST_F(DebugTest, MasksChooseTheDestinations) {

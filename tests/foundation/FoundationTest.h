@@ -2,9 +2,9 @@
 
 #include <quarn/quarn.h>
 
+#include "support/CommandPlayer.h"
 #include "support/DebugCapture.h"
 #include "support/ThrownMessage.h"
-#include "support/Replay.h"
 
 #include <gmock/gmock.h>
 

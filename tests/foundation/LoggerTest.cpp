@@ -36,7 +36,7 @@ struct LoggerTest : testing::Test {
         {"full", [&](auto& w, auto&) { limit = std::make_unique<FileSizeLimit>(std::stoul(w.at(1))); }},
         {"room", [&](auto&, auto&) { limit.reset(); }},
         {"write", [&](auto& w, auto&) { directory.Write(w.at(1), w.at(2)); }},
-        {"cat", [&](auto& w, auto& out) { out << WithoutPrefixes({directory.Read(w.at(1))})[0]; }},
+        {"cat", [&](auto& w, auto& out) { out << Prettify(WithoutPrefixes({directory.Read(w.at(1))})[0]); }},
         {"link", [&](auto& w, auto&) { fs::create_symlink(w.at(1), w.at(2)); }},
         {"rename", [&](auto& w, auto&) { fs::rename(w.at(1), w.at(2)); }},
         {"size", [&](auto& w, auto& out) { out << FileUtilities::GetFileSize(w.at(1)); }},
@@ -48,11 +48,11 @@ struct LoggerTest : testing::Test {
 };
 
 TEST_F(LoggerTest, NumbersItsFilesAndSnapshots) {
-    Replay("logger.txt", commands);
+    CommandPlayer(commands).Replay("logger.txt");
 }
 
 TEST_F(LoggerTest, CopiesAndRemovesFiles) {
-    Replay("files.txt", commands);
+    CommandPlayer(commands).Replay("files.txt");
 }
 
 TEST_F(LoggerTest, WritesAndCopiesMoreThanABufferHolds) {

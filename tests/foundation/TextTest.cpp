@@ -56,7 +56,7 @@ TEST(TextTest, MakesTheTextsOfTheTable) {
         {"decimal", CanonicalDecimal},
         {"network", FixNetworkName}};
     for (const auto& [name, function] : functions)
-        commands[name] = [make = function](auto& w, auto& out) { out << make(w.at(1)); };
+        commands[name] = [make = function](auto& w, auto& out) { out << Prettify(make(w.at(1))); };
     commands["ranges"] = [](auto& w, auto& out) {
         std::vector<uint32_t> values;
         for (size_t i = 1; i < w.size(); ++i)
@@ -68,9 +68,9 @@ TEST(TextTest, MakesTheTextsOfTheTable) {
     commands["masks"] = [](auto& w, auto& out) {
         testing::internal::CaptureStdout();
         Debug::Usage(stdout, w.at(1).c_str());
-        out << testing::internal::GetCapturedStdout();
+        Show(SplitLines(testing::internal::GetCapturedStdout()), out);
     };
-    Replay("text.txt", commands);
+    CommandPlayer(commands).Replay("text.txt");
 }
 
 TEST(TextTest, LaysOutColumnsWithTrailingSpaces) {

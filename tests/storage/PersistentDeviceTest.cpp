@@ -18,7 +18,7 @@ Bytes Block(uint64_t stamp, const Bytes& payload = kMessage) {
     return builder.Finish(7, stamp);
 }
 
-/// Uses one device of a board at a time: what is printed comes of each call, and behind it what is returned, if not 0.
+/// Uses one device of a board at a time: what is printed comes of each call, and what is returned, if not 0.
 class DevicePlayer : public sim::BoardPlayer {
 public:
     DevicePlayer() {
@@ -55,8 +55,10 @@ private:
     }
     template <class Call>
     std::string Returned(Call&& call) {
-        const std::string report = Report([&] { return Shown(int64_t(call())); });
-        return board_->Held() == 0 ? report : report + " (left open)";
+        std::string returned;
+        const std::string report = Printed([&] { returned = Shown(int64_t(call())); });
+        return report + (report.empty() || returned.empty() ? returned : " (" + returned + ")") +
+               (board_->Held() == 0 ? "" : " (left open)");
     }
     std::string Read() {
         uint32_t version = 0;

@@ -11,18 +11,21 @@ namespace {
 
 constexpr size_t kBlock = 256;
 
-/// Saves and loads the generations of settings with storages of any name.
+/// Saves and loads the generations of settings with storages of any name. What is printed is shown by the verbs that
+/// tell it.
 class StoragePlayer : public sim::BoardPlayer {
 public:
     StoragePlayer() {
         Add({
             {"storage", Quietly([&] { storages_.insert_or_assign(W(1), New(N(2))); })},
-            {"use-mtd", [&] { return Report([&] { return Shown(int64_t(Used().AddMTD(W(2)))); }); }},
-            {"use-eeprom", [&] { return Report([&] { return Shown(int64_t(Used().AddEEPROM(W(2)))); }); }},
-            {"use-file", [&] { return Report([&] { return Shown(int64_t(Used().AddFile(W(2)))); }); }},
-            {"save", [&] { return Printed([&] { Used().Save(Settings(uint32_t(N(2))).index, 0); }); }},
-            {"load", [&] { return Report([&] { return Load(); }); }},
-            {"wipe", [&] { return Report([&] { return Shown(int64_t(Used().Wipe())); }); }},
+            {"use-mtd", [&] { return Shown(int64_t(Used().AddMTD(W(2)))); }},
+            {"use-eeprom", [&] { return Shown(int64_t(Used().AddEEPROM(W(2)))); }},
+            {"use-file", [&] { return Shown(int64_t(Used().AddFile(W(2)))); }},
+            {"save", Quietly([&] { Save(); })},
+            {"tell-save", [&] { return Printed([&] { Save(); }); }},
+            {"load", [&] { return Load(); }},
+            {"tell-load", [&] { return Report([&] { return Load(); }); }},
+            {"wipe", [&] { return Shown(int64_t(Used().Wipe())); }},
             {"reset", Quietly([&] { Used().Reset(); })},
             {"delete", [&] { return Shown(unlink(W(1).c_str())); }},
             {"exists", [&] { return Shown(access(W(1).c_str(), F_OK)); }},
@@ -38,6 +41,7 @@ private:
         return std::make_unique<PersistentStorage>(W(1), blockSize, 1, *board_);
     }
     PersistentStorage& Used() { return *storages_.at(W(1)); }
+    void Save() { Used().Save(Settings(uint32_t(N(2))).index, 0); }
     /// The generation; settings that were left alone are of the ninth.
     std::string Load() {
         Settings settings(9);

@@ -97,7 +97,7 @@ private:
             EXPECT_TRUE(!HasValue(before.Type()) || value.Equal(before));
             throw;
         }
-        return value.ToString();
+        return Prettify(value.ToString());
     }
     std::string Read(VariantType type, const Bytes& bytes) const {
         return Changed([&](VariantValue& value) {

@@ -1,4 +1,4 @@
-#include "support/Replay.h"
+#include "support/CommandPlayer.h"
 #include "workers/ScriptedWorker.h"
 
 #include <sys/socket.h>
@@ -11,9 +11,9 @@ namespace {
 void ShowStatistics(Worker& worker, std::ostream& out) {
     std::list<std::string> lines;
     worker.GetStatistics(lines);
-    for (const std::string& line : lines)
-        if (!line.starts_with("  "))
-            out << line << "\n";
+    lines.remove_if([](const std::string& line) { return line.starts_with("  "); });
+    std::ranges::transform(lines, lines.begin(), TrimRight);
+    Show(lines, out);
 }
 
 TEST(WorkerStatisticsTest, NamesTheReasonsOfEveryWakeup) {
@@ -53,7 +53,7 @@ TEST(WorkerStatisticsTest, NamesTheReasonsOfEveryWakeup) {
         },
     };
     worker.work = [&] {
-        ready << testing::PrintToString(worker.GetReadyFileDescriptors()) << "\n";
+        ready << testing::PrintToString(worker.GetReadyFileDescriptors());
         steps[worker.works - 1]();
         return worker.works < std::size(steps);
     };
@@ -66,8 +66,8 @@ TEST(WorkerStatisticsTest, NamesTheReasonsOfEveryWakeup) {
         {"stop", [&](auto&, auto&) { worker.Stop(); }},
         {"clear", [&](auto&, auto&) { worker.ClearStatistics(); }},
     };
-    Replay("statistics.txt", commands);
-    EXPECT_EQ(worker.extras, 2);
+    CommandPlayer(commands).Replay("statistics.txt");
+    EXPECT_EQ(worker.extras, 1);
     for (int fd : {pair[0], pair[1], ends[0], kLink})
         close(fd);
 }

@@ -1,5 +1,5 @@
 #include "support/AllocationWatch.h"
-#include "support/Replay.h"
+#include "support/CommandPlayer.h"
 #include "workers/ScriptedWorker.h"
 
 #include <fcntl.h>
@@ -23,8 +23,21 @@ struct WorkerTest : testing::Test {
     ScriptedWorker& Of(const Words& w) { return *workers.at(w.at(1)); }
     void Make(const Words& w, std::ostream& out) {
         auto worker = std::make_unique<ScriptedWorker>(w.at(1), &parent);
-        out << worker->GetName();
+        if (worker->GetName() != w[1])
+            out << worker->GetName();
         workers[worker->GetName()] = std::move(worker);
+    }
+    // A life that an override ends: how the worker shows then, and what is printed.
+    void Live(const Words& w, std::ostream& out) {
+        ScriptedWorker worker("rx");
+        worker.work = actions.at("ends");
+        worker.*overrides.at(w.at(1)) = actions.at(w.at(2));
+        worker.Start();
+        worker.Wake();
+        worker.AwaitEnd();
+        out << worker.GetStatus() << (worker.TryLock(1000) ? ", lock free\n" : "\n");
+        worker.Stop();
+        ShowPrinted(out);
     }
     bool Locked(const Words& w) {
         const WorkerLock nothing(nullptr), lock(&Of(w));
@@ -45,8 +58,8 @@ struct WorkerTest : testing::Test {
         return false;
     }
     void ShowPrinted(std::ostream& out) {
-        for (const Lines lines = capture.Lines(); shown < lines.size(); ++shown)
-            out << lines[shown] << "\n";
+        const Lines lines = capture.Lines();
+        Show(Lines(lines.begin() + long(std::exchange(shown, lines.size())), lines.end()), out);
     }
 
     static constexpr int kDescriptor = 500;
@@ -69,6 +82,7 @@ struct WorkerTest : testing::Test {
         {"blocks", [&] { return obstacles.back().Block() && ++shared != 0; }}};
     const Commands commands{
         {"make", [&](auto& w, auto& out) { Make(w, out); }},
+        {"live", [&](auto& w, auto& out) { Live(w, out); }},
         {"let", [&](auto& w, auto&) { Of(w).*overrides.at(w.at(2)) = actions.at(w.at(3)); }},
         {"start", [&](auto& w, auto&) { Of(w).Start(); }},
         {"work", [&](auto& w, auto&) { Of(w).StartWorking(); }},
@@ -77,12 +91,9 @@ struct WorkerTest : testing::Test {
         {"end", [&](auto& w, auto&) { Of(w).AwaitEnd(); }},
         {"destroy", [&](auto& w, auto&) { workers.erase(w.at(1)); }},
         {"status", [&](auto& w, auto& out) { out << Of(w).GetStatus(); }},
-        {"finalized", [&](auto& w, auto& out) { out << Of(w).finalizes; }},
         {"watch", [&](auto& w, auto&) { Of(w).AddWaitableFileDescriptor(std::stoi(w.at(2)), 0, ""); }},
         {"unwatch", [&](auto& w, auto&) { Of(w).RemoveWaitableFileDescriptor(std::stoi(w.at(2))); }},
-        {"lock", [&](auto& w, auto& out) { out << Of(w).Lock(); }},
         {"try", [&](auto& w, auto& out) { out << Of(w).TryLock(std::stoi(w.at(2))); }},
-        {"unlock", [&](auto& w, auto&) { Of(w).Unlock(); }},
         {"locked", [&](auto& w, auto& out) { out << Locked(w); }},
         {"set", [&](auto& w, auto& out) { out << Set(w); }},
         {"await", [&](auto& w, auto& out) { out << Await(w); }},
@@ -96,7 +107,7 @@ struct WorkerTest : testing::Test {
 };
 
 TEST_F(WorkerTest, LivesAsTheTranscriptSays) {
-    Replay("worker.txt", commands);
+    CommandPlayer(commands).Replay("worker.txt");
 }
 
 TEST_F(WorkerTest, RunsInAThreadOfItsOwnWhateverTheSignals) {
