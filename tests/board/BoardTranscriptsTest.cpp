@@ -4,11 +4,7 @@
 namespace quarn::test {
 namespace {
 
-/// Accessors on the board that the program runs on, with commands for that, too:
-///
-///     module PARAMETER VALUE    as SetModule
-///     shell LINE                what the board's shell does, which is to succeed
-///     word ADDRESS [VALUE], bits ADDRESS HIGH LOW    a word of physical memory, beside the accessors
+/// Accessors on the board that the program runs on, with commands for that, too.
 class BoardBench final : public AccessorBench {
 public:
     BoardBench() : AccessorBench(DeviceIO::System(), GPIOChips::System()) {}

@@ -3,7 +3,6 @@
 #include <time.h>
 
 namespace quarn::test {
-namespace {
 
 using testing::MatchesRegex;
 
@@ -57,5 +56,4 @@ TEST(ClockBoardTest, TheSystemClockIsReallySet) {
                                            "Set Linux system time to 2030/03/16 17:46:40 UTC"));
 }
 
-}  // namespace
 }  // namespace quarn::test

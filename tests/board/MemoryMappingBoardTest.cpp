@@ -1,7 +1,6 @@
 #include "board/BoardDevices.h"
 
 namespace quarn::test {
-namespace {
 
 TEST(MemoryMappingBoardTest, ClearsAndCopiesDeviceMemoryAtAnyAddress) {
     constexpr uint64_t page = 0x1F003000;  // of two that the kernel does not use
@@ -23,5 +22,4 @@ TEST(MemoryMappingBoardTest, ClearsAndCopiesDeviceMemoryAtAnyAddress) {
               "mmap failed on physical range [0x10000000..0x10000fff): Operation not permitted");
 }
 
-}  // namespace
 }  // namespace quarn::test

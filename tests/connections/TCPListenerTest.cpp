@@ -1,5 +1,5 @@
 #include "connections/Loopback.h"
-#include "support/CountDescriptors.h"
+#include "support/Resources.h"
 
 #include <fcntl.h>
 #include <netinet/tcp.h>

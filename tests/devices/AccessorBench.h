@@ -9,13 +9,7 @@
 
 namespace quarn::test {
 
-/// A console in front of accessors, with commands of its own for what no console does:
-///
-///     start ACCESSOR...       ends the accessors that there are and makes these, by their commands
-///     add SECTION LINE...     what a configuration file says in that section
-///     free BUS                whether another process would get the bus
-///     registers DEVICE FIRST COUNT, wire DEVICE COUNT BYTE..., mode DEVICE [MODE], get FIELD, set CLOCK TIME,
-///     sub MINIMUM MAXIMUM WORD...    what I2C, SPI, registers, clocks and the parser of "dev read" give programs
+/// A console in front of accessors, with commands of its own for what no console does; see transcripts.md.
 class AccessorBench {
 public:
     using Response = std::list<std::string>;

@@ -1,16 +1,10 @@
-#include <quarn/Accessors.h>
-#include <quarn/MonitorException.h>
-
 #include "connections/Loopback.h"
 #include "devices/DeviceTest.h"
-#include "support/HeapInUse.h"
+#include "support/Resources.h"
 #include "support/TempDirectory.h"
 
 #include <fcntl.h>
 #include <unistd.h>
-
-#include <functional>
-#include <stdexcept>
 
 namespace quarn::test {
 namespace {

@@ -1,7 +1,6 @@
 #include "connections/Loopback.h"
 #include "devices/DeviceTest.h"
-
-#include <sys/resource.h>
+#include "support/Resources.h"
 
 namespace quarn::test {
 namespace {
@@ -182,12 +181,10 @@ TEST_F(GPIOIndirectAccessTest, ConnectingIsLimitedToo) {
 
 TEST_F(GPIOIndirectAccessTest, ReportsThatTheSystemCannotWait) {
     ExpectSuccess();
-    rlimit files;
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &files), 0);
-    const rlimit none = {0, files.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);  // so that poll() may not even be given one
+    std::optional<ResourceLimit> none(std::in_place, RLIMIT_NOFILE,
+                                      0);  // so that poll() may not even be given one
     const std::string message = Get(gpio_, "slot");
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+    none.reset();
     EXPECT_EQ(message, kFailed + "select failed: Invalid argument");
     EXPECT_EQ(Get(gpio_, std::string(300000, 'n')), kFailed + "Request of 300021 bytes is too long");
 }

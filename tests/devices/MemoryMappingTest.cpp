@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 namespace quarn::test {
-namespace {
 
 const size_t kPage = size_t(sysconf(_SC_PAGESIZE));
 
@@ -67,5 +66,4 @@ TEST(MemoryMappingTest, SaysWhichRangeFailed) {
               Lines{Format("munmap failed on virtual range [%p..%p): Invalid argument", base, base + kPage)});
 }
 
-}  // namespace
 }  // namespace quarn::test

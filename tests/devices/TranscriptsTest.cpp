@@ -24,16 +24,7 @@ Call CallNamed(const std::string& name) {
     return found == std::end(kCalls) ? throw std::out_of_range(name) : Call(found - kCalls);
 }
 
-/// Accessors on a simulated board, with commands for that, too:
-///
-///     board SECTION LINE...     what a description of the board says in that section
-///     text PATH TEXT            what is in a file of the board
-///     fail CALL ERRNO [TIMES], shorten CALL BYTES    as the functions of SimulatedBoard
-///     count                     the calls since this was last asked, and how many things are held
-///     accesses [START]          the accesses to words of memory since then, all or those that begin so
-///     lines CHIP OFFSET...      who holds each line, > for an output or < for an input, and its level
-///     pace MICROSECONDS         by how much the board's counters go on whenever one is read
-///     map ADDRESS LENGTH, map PATH LENGTH    a MemoryMapping, which ends at once
+/// Accessors on a simulated board, with commands for that, too.
 class SimulatedBench final : public AccessorBench {
 public:
     explicit SimulatedBench(SimulatedBoard& board) : AccessorBench(board, board), board_(board) {

@@ -2,7 +2,6 @@
 #include "workers/ScriptedWorker.h"
 
 namespace quarn::test {
-namespace {
 
 TEST(VariableAccessTest, TakesTheOwnersLockAndWakesIt) {
     VariableDictionary dictionary("board");
@@ -26,5 +25,4 @@ TEST(VariableAccessTest, TakesTheOwnersLockAndWakesIt) {
     EXPECT_EQ(ThrownMessage([&] { access.Execute("var", {"list"}); }), "VAR: worker \"owner\" has ended");
 }
 
-}  // namespace
 }  // namespace quarn::test

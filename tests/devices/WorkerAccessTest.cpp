@@ -2,7 +2,6 @@
 #include "workers/ScriptedWorker.h"
 
 namespace quarn::test {
-namespace {
 
 using testing::Not;
 
@@ -25,5 +24,4 @@ TEST(WorkerAccessTest, ShowsAndClears) {
     first.Stop();
 }
 
-}  // namespace
 }  // namespace quarn::test

@@ -1,8 +1,6 @@
 #include "common/ReceiverVariables.h"
 #include "examples/ExampleTest.h"
-#include "support/CountDescriptors.h"
-#include "support/DescriptorLimit.h"
-#include "support/FileSizeLimit.h"
+#include "support/Resources.h"
 
 #include <sys/resource.h>
 #include <time.h>

@@ -2,7 +2,6 @@
 #include "examples/ExampleTest.h"
 
 namespace unit {
-namespace {
 
 TEST(WorkerReportTest, ShowsRatesAndWhatItDoesNotKnow) {
     std::map<std::string, quarn::test::Exchange> at;
@@ -13,5 +12,4 @@ TEST(WorkerReportTest, ShowsRatesAndWhatItDoesNotKnow) {
     EXPECT_TRUE(ParseWorkerReport({"unrecognized command (\"help\" for help)"}).empty());
 }
 
-}  // namespace
 }  // namespace unit

@@ -116,7 +116,7 @@ TEST_F(DebugTest, PrintsWhatCanBeFormattedOfAnyLength) {
 }
 
 TEST_F(DebugTest, KeepsLinesOfThreadsWhole) {
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (const char* name : {"t0", "t1", "t2", "t3"})
         threads.emplace_back([this, name] {
             Debug::SetThreadName(name);
@@ -127,8 +127,7 @@ TEST_F(DebugTest, KeepsLinesOfThreadsWhole) {
                     debug.Snapshot();
             }
         });
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     const Lines logged = SplitLines(directory.Read("01-start.txt") + directory.Read("02.txt"));
     for (const Lines& lines : {logged, capture.RawLines()}) {
         EXPECT_EQ(lines.size(), 2000u);

@@ -4,7 +4,6 @@
 #include <sys/mman.h>
 
 namespace quarn::test {
-namespace {
 
 TEST(DeviceIO, IsTheSystem) {
     const TempDirectory directory;
@@ -23,5 +22,4 @@ TEST(DeviceIO, IsTheSystem) {
     EXPECT_EQ(directory.Read("real"), "abcdabc");
 }
 
-}  // namespace
 }  // namespace quarn::test

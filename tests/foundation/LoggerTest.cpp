@@ -1,5 +1,5 @@
 #include "foundation/FoundationTest.h"
-#include "support/FileSizeLimit.h"
+#include "support/Resources.h"
 
 #include <filesystem>
 

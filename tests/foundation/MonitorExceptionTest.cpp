@@ -1,7 +1,6 @@
 #include "foundation/FoundationTest.h"
 
 namespace quarn::test {
-namespace {
 
 TEST(MonitorExceptionTest, ReportsTheMessageAndAnEmptyLine) {
     const std::string longText(5000, 'x');
@@ -19,5 +18,4 @@ TEST(MonitorExceptionTest, ReportsTheMessageAndAnEmptyLine) {
     MonitorException("nowhere").Append(directory.File("missing/report"));
 }
 
-}  // namespace
 }  // namespace quarn::test

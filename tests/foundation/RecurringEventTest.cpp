@@ -1,7 +1,6 @@
 #include "foundation/FoundationTest.h"
 
 namespace quarn::test {
-namespace {
 
 TEST(RecurringEventTest, ReportsWhatHappenedAndHowLongItTook) {
     FakeClock clock(1000);
@@ -24,7 +23,7 @@ TEST(RecurringEventTest, ReportsWhatHappenedAndHowLongItTook) {
     const auto log = [&](auto& w, auto& out) {
         std::list<std::string> lines;
         events.at(w.at(1)).Log(lines);
-        Show(lines, out);
+        out << Joined(lines);
     };
     const Commands commands{
         {"wait", [&](auto& w, auto&) { clock.now += std::stoul(w.at(1)); }},
@@ -39,5 +38,4 @@ TEST(RecurringEventTest, ReportsWhatHappenedAndHowLongItTook) {
     CommandPlayer(commands).Replay("events.txt");
 }
 
-}  // namespace
 }  // namespace quarn::test

@@ -1,6 +1,5 @@
 #include "foundation/FoundationTest.h"
 
-#include <algorithm>
 #include <set>
 #include <thread>
 

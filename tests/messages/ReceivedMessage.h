@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
-
 namespace quarn::test {
 
 inline IncomingMessage Received(const std::vector<uint8_t>& bytes) {

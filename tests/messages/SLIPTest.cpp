@@ -1,6 +1,3 @@
-#include <quarn/SLIPDecoder.h>
-#include <quarn/SLIPEncoder.h>
-
 #include "support/Transcript.h"
 
 #include <time.h>

@@ -8,7 +8,6 @@
 #include <memory>
 
 namespace quarn::test {
-namespace {
 
 using testing::ElementsAre;
 
@@ -51,5 +50,4 @@ TEST(SentenceGrammarTest, AddsListsAndMakesSentences) {
               "No sentence registered in grammar g for tag 0x00000004");
 }
 
-}  // namespace
 }  // namespace quarn::test

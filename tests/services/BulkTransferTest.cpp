@@ -1,5 +1,5 @@
 #include "services/PeerScript.h"
-#include "support/CountDescriptors.h"
+#include "support/Resources.h"
 
 #include <filesystem>
 

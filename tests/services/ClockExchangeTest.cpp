@@ -1,13 +1,5 @@
-#include <quarn/SettableMicrosecondClock.h>
-
+#include "connections/Loopback.h"
 #include "services/ClockExchange.h"
-#include "support/ThrownMessage.h"
-
-#include <gtest/gtest.h>
-
-#include <errno.h>
-
-#include <utility>
 
 namespace quarn::test {
 namespace {

@@ -1,5 +1,5 @@
 #include "services/PeerScript.h"
-#include "support/HeapInUse.h"
+#include "support/Resources.h"
 
 #include <atomic>
 #include <thread>
@@ -27,7 +27,6 @@ public:
 struct ConsoleServerTest : PeerScriptTest {
     ConsoleServerTest() {
         accessors_.Add(echo_);
-        accessors_.Add(monitor_);
         port_ = server_.GetPort();
     }
     static bool IsServed(const Peer& peer) {
@@ -36,7 +35,6 @@ struct ConsoleServerTest : PeerScriptTest {
     }
 
     EchoAccessor echo_;
-    WorkerAccess monitor_;
     Accessors accessors_;
     ConsoleServer server_{nullptr, "", 0, accessors_};
 };
@@ -95,7 +93,7 @@ TEST_F(ConsoleServerTest, HasRoomForSixteenClientsWhoAreAllowed) {
 TEST_F(ConsoleServerTest, SurvivesRandomBytes) {
     const size_t before = HeapInUse();
     const Peer noisy(port_);
-    std::thread reader([&] {
+    std::jthread reader([&] {
         while (noisy.Read(4096).size() == 4096)
             continue;
     });
@@ -104,24 +102,6 @@ TEST_F(ConsoleServerTest, SurvivesRandomBytes) {
     reader.join();
     EXPECT_TRUE(IsServed(Peer(port_)));
     EXPECT_LT(HeapInUse(), before + 1000000);
-}
-
-TEST_F(ConsoleServerTest, ListsAllWorkersWhileOthersDoToo) {
-    std::atomic<bool> done{false};
-    std::thread lister([&] {
-        for (std::list<std::string> lines; !done; lines.clear())
-            Worker::GetAllWorkerStatistics(lines);
-    });
-    const Peer peer(port_);
-    for (int i = 0; i < 200; ++i)
-        peer.Write("mon stats console\nmon clear\n");
-    peer.ShutDown();
-    const std::string said = peer.Read(10 << 20);
-    EXPECT_TRUE(said.starts_with("Worker console: running, "));
-    EXPECT_TRUE(said.ends_with("\x04\n\x04\n"));
-    EXPECT_EQ(std::ranges::count(said, '\x04'), 400);
-    done = true;
-    lister.join();
 }
 
 }  // namespace

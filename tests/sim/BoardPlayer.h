@@ -9,9 +9,7 @@
 #include <fcntl.h>
 #include <string.h>
 
-#include <map>
 #include <memory>
-#include <string>
 
 namespace quarn::sim {
 
@@ -106,8 +104,7 @@ private:
     }
 
     static std::string Replaced(std::string text, const std::string& from, const std::string& to) {
-        for (size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
-            text.replace(at, from.size(), to);
+        StringReplace(text, from, to);
         return text;
     }
 };

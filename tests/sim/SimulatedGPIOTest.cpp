@@ -1,5 +1,3 @@
-#include <quarn/VariantValue.h>
-
 #include "sim/BoardPlayer.h"
 
 namespace quarn::sim {
@@ -14,11 +12,11 @@ public:
             {"lines", [&] { return Lines(); }},
             {"give-back", Quietly([&] { lines_.erase(W(1)); })},
             {"request-input", [&] { return Shown(Line().RequestInput(Words() > 2 ? W(2) : "")); }},
-            {"request-output", [&] { return Shown(Line().RequestOutput(W(2), Levels(3))); }},
+            {"request-output", [&] { return Shown(Line().RequestOutput(W(2), Numbers(3))); }},
             {"get", [&] { return Get(); }},
-            {"set", [&] { return Shown(Line().SetValues(Levels(2))); }},
+            {"set", [&] { return Shown(Line().SetValues(Numbers(2))); }},
             {"turn-to-input", [&] { return Shown(Line().SetDirectionInput()); }},
-            {"turn-to-output", [&] { return Shown(Line().SetDirectionOutput(Levels(2))); }},
+            {"turn-to-output", [&] { return Shown(Line().SetDirectionOutput(Numbers(2))); }},
         });
     }
 
@@ -31,10 +29,8 @@ private:
         BoardPlayer::Begin();
     }
     std::string Lines() {
-        std::vector<uint32_t> offsets;
-        for (const std::string& word : From(3))
-            offsets.push_back(ParseU32(word, 0));
-        lines_[W(1)] = chips_.at(W(2))->GetLines(offsets);
+        const std::vector<int> offsets = Numbers(3);
+        lines_[W(1)] = chips_.at(W(2))->GetLines({offsets.begin(), offsets.end()});
         return Shown(lines_[W(1)] ? 0 : -1);
     }
     std::string Get() {
@@ -43,11 +39,11 @@ private:
         return result != 0 ? Shown(result) : VariantValue(std::vector<int32_t>(levels)).ToString();
     }
     GPIOLines& Line() { return *lines_.at(W(1)); }
-    std::vector<int> Levels(size_t first) const {
-        std::vector<int> levels;
+    std::vector<int> Numbers(size_t first) const {
+        std::vector<int> numbers;
         for (const std::string& word : From(first))
-            levels.push_back(ParseI32(word));
-        return levels;
+            numbers.push_back(ParseI32(word));
+        return numbers;
     }
 
     std::map<std::string, std::unique_ptr<GPIOChip>> chips_;

@@ -1,5 +1,3 @@
-#include <quarn/quarn.h>
-
 #include "sim/BoardPlayer.h"
 #include "storage/StorageFixture.h"
 #include "support/ThrownMessage.h"

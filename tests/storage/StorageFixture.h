@@ -1,12 +1,6 @@
 #pragma once
 
-#include <quarn/PersistentStorage.h>
-#include <quarn/VariableDictionary.h>
-#include <quarn/VariableIndex.h>
-
-#include <stdint.h>
-
-#include <string>
+#include <quarn/quarn.h>
 
 namespace quarn::test {
 

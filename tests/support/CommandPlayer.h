@@ -15,13 +15,6 @@ inline std::string Decoded(std::string text) {
     return text;
 }
 
-/// Lines as an answer.
-template <class Container>
-void Show(const Container& lines, std::ostream& out) {
-    for (const std::string& line : lines)
-        out << (&line == &*lines.begin() ? "" : "\n") << line;
-}
-
 /// A transcript of commands. In its words %XX is the byte of that number.
 class CommandPlayer : public Transcript {
 public:

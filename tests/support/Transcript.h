@@ -1,8 +1,6 @@
 #pragma once
 
-#include <quarn/MonitorException.h>
-#include <quarn/Parse.h>
-#include <quarn/Text.h>
+#include <quarn/quarn.h>
 
 #include "support/DebugCapture.h"
 #include "support/TextFiles.h"
@@ -11,14 +9,20 @@
 
 #include <functional>
 #include <iomanip>
-#include <map>
 #include <sstream>
-#include <string>
-#include <vector>
 
 namespace quarn::test {
 
 using Bytes = std::vector<uint8_t>;
+
+/// Lines as one outcome.
+template <class Container>
+std::string Joined(const Container& lines) {
+    std::string joined;
+    for (const std::string& line : lines)
+        joined += (&line == &*lines.begin() ? "" : "\n") + line;
+    return joined;
+}
 
 /// Plays test cases that stand in a text file, the transcript. A line has a verb and its words, which may be quoted, and
 /// behind " = " what comes of it: a result, or the text of what is thrown. What comes in several lines stands below,
@@ -76,14 +80,8 @@ protected:
 
     /// Few bytes as they are, "300 bytes" where there are many.
     static std::string Shown(const Bytes& bytes) {
-        return bytes.size() > kMostShown ? std::to_string(bytes.size()) + " bytes"
-                                         : FormatHexByteVectorUnprefixedSeparated(bytes, " ");
-    }
-    static std::string Joined(const std::vector<std::string>& lines) {
-        std::string joined;
-        for (const std::string& line : lines)
-            joined += (joined.empty() ? "" : "\n") + line;
-        return joined;
+        return bytes.size() > 64 ? std::to_string(bytes.size()) + " bytes"
+                                 : FormatHexByteVectorUnprefixedSeparated(bytes, " ");
     }
     /// What the call prints.
     template <class Call>
@@ -109,8 +107,6 @@ protected:
     }
 
 private:
-    static constexpr size_t kMostShown = 64;
-
     struct Step {
         std::string where, line, outcome;
     };

@@ -1,5 +1,3 @@
-#include <quarn/IPAddress.h>
-
 #include "support/Transcript.h"
 
 #include <arpa/inet.h>

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 namespace quarn::test {
-namespace {
 
 TEST(VariantReferenceTest, ReadsAndWritesVariablesOfEveryType) {
     for (const Sample& sample : kSamples) {
@@ -34,17 +33,15 @@ TEST(VariantReferenceTest, ReadsAndWritesVariablesOfEveryType) {
     }
 }
 
-TEST(VariantReferenceTest, RefusesOtherTypesThanItsVariables) {
+TEST(VariantReferenceTest, RefusesOtherTypesAndGoesThroughFunctions) {
     uint16_t variable = 7;
-    VariantReference reference(&variable);
+    VariantReference number(&variable);
     const char* const message = "Attempting to access UINT16 variant as INT16";
-    EXPECT_EQ(ThrownMessage([&] { reference.Set(int16_t{1}); }), message);
-    EXPECT_EQ(ThrownMessage([&] { reference.As<int16_t>(); }), message);
-    EXPECT_EQ(ThrownMessage([&] { reference.FromBlob(VariantType::INT16, Bytes(2).data(), 2); }), message);
+    EXPECT_EQ(ThrownMessage([&] { number.Set(int16_t{1}); }), message);
+    EXPECT_EQ(ThrownMessage([&] { number.As<int16_t>(); }), message);
+    EXPECT_EQ(ThrownMessage([&] { number.FromBlob(VariantType::INT16, Bytes(2).data(), 2); }), message);
     EXPECT_EQ(variable, 7);
-}
 
-TEST(VariantReferenceTest, GoesThroughFunctions) {
     std::string text = "start";
     VariantReference reference(
         VariantType::STRING, [&] { return text += '.'; },  // a value that differs every time
@@ -75,5 +72,4 @@ TEST(VariantReferenceTest, GoesThroughFunctions) {
     EXPECT_EQ(ThrownMessage([&] { lacking.FromString("x"); }), "Could not convert \"x\" to uint16");
 }
 
-}  // namespace
 }  // namespace quarn::test

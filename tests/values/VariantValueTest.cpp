@@ -1,5 +1,3 @@
-#include <quarn/VariantValue.h>
-
 #include "support/Transcript.h"
 #include "values/VariantBlob.h"
 #include "values/VariantSamples.h"

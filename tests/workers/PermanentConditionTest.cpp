@@ -1,7 +1,6 @@
 #include "workers/ScriptedWorker.h"
 
 namespace quarn::test {
-namespace {
 
 TEST(PermanentConditionTest, IsRaisedOnceForEveryWaiter) {
     PermanentCondition condition;
@@ -34,5 +33,4 @@ TEST(PermanentConditionTest, MayBeDestroyedAsSoonAsItIsSeenRaised) {
     }
 }
 
-}  // namespace
 }  // namespace quarn::test

@@ -13,7 +13,7 @@ void ShowStatistics(Worker& worker, std::ostream& out) {
     worker.GetStatistics(lines);
     lines.remove_if([](const std::string& line) { return line.starts_with("  "); });
     std::ranges::transform(lines, lines.begin(), TrimRight);
-    Show(lines, out);
+    out << Joined(lines);
 }
 
 TEST(WorkerStatisticsTest, NamesTheReasonsOfEveryWakeup) {

@@ -59,7 +59,7 @@ struct WorkerTest : testing::Test {
     }
     void ShowPrinted(std::ostream& out) {
         const Lines lines = capture.Lines();
-        Show(Lines(lines.begin() + long(std::exchange(shown, lines.size())), lines.end()), out);
+        out << Joined(Lines(lines.begin() + long(std::exchange(shown, lines.size())), lines.end()));
     }
 
     static constexpr int kDescriptor = 500;

@@ -5,7 +5,7 @@
 namespace quarn::test {
 namespace {
 
-TEST(MicrosecondClockHardwareTest, ChecksItselfAgainstTheTickCounter) {
+TEST(MicrosecondClockTest, ChecksItselfAgainstTheTickCounter) {
     constexpr uint64_t kTimer = 0xFF110000;
     uint64_t now = 0;
     SimulatedBoard board;
@@ -26,6 +26,17 @@ TEST(MicrosecondClockHardwareTest, ChecksItselfAgainstTheTickCounter) {
     EXPECT_LE(ticks, most);
     FpgaMicrosecondClock other(kTimer, board);
     EXPECT_THAT(other.Execute("uclk", {"check"}), ElementsAre(StartsWith("0 counts occurred in ")));
+}
+
+TEST(MicrosecondClockTest, InSoftwareCountsFromWhatItIsSetTo) {
+    MicrosecondClockSoftware clock;
+    clock.SetAdjustment(77);
+    const uint64_t start = Tick();
+    const uint32_t before = clock.SetMicrosecondClock(0xFFFFFFFF);
+    const uint32_t now = clock.GetMicrosecondClock();
+    const uint64_t end = Tick();
+    EXPECT_LE(before - uint32_t(start + 77), end - start);
+    EXPECT_LE(now - 0xFFFFFFFF, end - start);  // across the wrap
 }
 
 }  // namespace
