@@ -2,7 +2,6 @@
 #include "examples/ExampleTest.h"
 #include "support/Resources.h"
 
-#include <sys/resource.h>
 #include <time.h>
 
 namespace unit {
@@ -51,12 +50,15 @@ TEST(ExhaustionTest, WhatCannotBeHadIsSaidAndLeavesNothingBehind) {
     const size_t before = CountDescriptors();
     {
         IdleWorker worker;
-        const std::pair<rlim_t, std::string> refused[] = {{0, "event file descriptor"},
-                                                          {1, "epoll instance"}};
-        for (const auto& [free, what] : refused) {
+        const std::tuple<rlim_t, std::string, std::string> refused[] = {
+            {0, "event file descriptor",
+             "SPI: Could not open SPI node device /dev/null: Too many open files"},
+            {1, "epoll instance", "SPI get mode failed on null: Inappropriate ioctl for device"}};
+        for (const auto& [free, what, opening] : refused) {
             const DescriptorLimit limit(free);
             EXPECT_EQ(ThrownMessage([&] { worker.Start(); }),
                       "Error creating " + what + " for worker \"idle\": Too many open files");
+            EXPECT_EQ(ThrownMessage([] { quarn::SPIAccess().Configure("spi", {"null", "x"}); }), opening);
         }
         worker.Start();
         const DescriptorLimit limit(2);  // for the worker, and none for its socket

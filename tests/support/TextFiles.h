@@ -6,8 +6,6 @@
 
 #include <list>
 #include <map>
-#include <string>
-#include <vector>
 
 namespace quarn::test {
 
