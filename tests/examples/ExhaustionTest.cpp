@@ -53,12 +53,13 @@ TEST(ExhaustionTest, WhatCannotBeHadIsSaidAndLeavesNothingBehind) {
         const std::tuple<rlim_t, std::string, std::string> refused[] = {
             {0, "event file descriptor",
              "SPI: Could not open SPI node device /dev/null: Too many open files"},
-            {1, "epoll instance", "SPI get mode failed on null: Inappropriate ioctl for device"}};
+            {1, "epoll instance", "SPI get mode failed on null: "}};  // it is open, and no SPI node
         for (const auto& [free, what, opening] : refused) {
             const DescriptorLimit limit(free);
             EXPECT_EQ(ThrownMessage([&] { worker.Start(); }),
                       "Error creating " + what + " for worker \"idle\": Too many open files");
-            EXPECT_EQ(ThrownMessage([] { quarn::SPIAccess().Configure("spi", {"null", "x"}); }), opening);
+            const auto open = [] { quarn::SPIAccess().Configure("spi", {"null", "x"}); };
+            EXPECT_THAT(ThrownMessage(open), testing::StartsWith(opening));
         }
         worker.Start();
         const DescriptorLimit limit(2);  // for the worker, and none for its socket
